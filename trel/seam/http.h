@@ -18,13 +18,13 @@ class TREL_EXPORT HttpFailure : public std::runtime_error {
 
 /// One POST of a form.
 struct HttpPost {
-  std::string url;             ///< where to; over a socket only its path counts
-  std::string socket;          ///< path of a Unix-domain socket; empty: over the network
-  std::string body;            ///< application/x-www-form-urlencoded
-  std::string language;        ///< Accept-Language; empty: none
-  std::string agent;           ///< User-Agent
-  int timeout = 0;             ///< seconds for the whole exchange; 0: no limit
-  bool at_most_once = false;   ///< goes out on a fresh connection and is never sent again
+  std::string url;            ///< where to; over a socket only its path counts
+  std::string socket;         ///< path of a Unix-domain socket; empty: over the network
+  std::string body;           ///< application/x-www-form-urlencoded
+  std::string language;       ///< Accept-Language; empty: none
+  std::string agent;          ///< User-Agent
+  int timeout = 0;            ///< seconds for the whole exchange; 0: no limit
+  bool at_most_once = false;  ///< goes out on a fresh connection and is never sent again
 };
 
 /// What came back.

@@ -41,8 +41,8 @@ class TREL_EXPORT Client {
   /// Sends `function` with each "?" replaced, in order, by an encoded argument. REQUIRES: as many
   /// "?" as arguments (trel_err::AssertError otherwise).
   template <std::convertible_to<std::string_view>... Args>
-    requires(sizeof...(Args) > 0)
-  Result Query(const std::string& function, const Args&... args) const {
+  requires(sizeof...(Args) > 0) Result Query(const std::string& function, const Args&... args)
+  const {
     const std::array<std::string_view, sizeof...(Args)> list{std::string_view(args)...};
     return Query(Fill(function, list));
   }

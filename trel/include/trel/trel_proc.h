@@ -12,6 +12,11 @@ namespace trel_proc {
 /// One word for a shell: single-quoted whatever it holds. The empty text stays empty.
 TREL_EXPORT std::string Escape(const std::string& text);
 
+/// From now on SIGTERM, SIGINT and SIGHUP end the child process that runs, with its group, and keep
+/// further ones from starting (status 127), instead of ending this process at once: what has to be
+/// put back on other hosts still is. For launchers; called once, before any child.
+TREL_EXPORT void CatchEndSignals();
+
 /// A child process. It is described first, started by the first Str() or Result(), waited for
 /// there, and run once. It gets no descriptor but the three standard ones (input from /dev/null),
 /// the user's uid, gid and supplementary groups, a clean signal state, and an environment of PATH,

@@ -53,8 +53,7 @@ class TREL_EXPORT SSH {
 class TREL_EXPORT SSHpass : public SSH {
  public:
   /// `host`: name or address, IPv6 with or without brackets.
-  SSHpass(const std::string& host, const std::string& login, const std::string& password,
-          int port);
+  SSHpass(const std::string& host, const std::string& login, const std::string& password, int port);
 };
 
 /// Logs in with a key.

@@ -85,6 +85,8 @@ class TREL_EXPORT Xml {
  public:
   /// An empty document: no root, every look-up misses.
   Xml();
+  /// A handle on a document that exists. REQUIRES: `document` is not null.
+  explicit Xml(std::shared_ptr<Document> document);
   /// Parses `text`, which is taken over and not copied.
   /// Throws trel_err::Error "xml" / "parse" with a message that says what is wrong and at which
   /// byte: not well-formed, not UTF-8, a zero byte, or anything behind the root.

@@ -1,0 +1,125 @@
+#include "trel/trel_client.h"
+
+#include <algorithm>
+
+#include "seam/conf.h"
+#include "seam/seam.h"
+#include "trel/trel_err.h"
+#include "url_place.h"
+
+namespace trel_client {
+namespace {
+
+std::string& Language() {
+  static std::string language;
+  return language;
+}
+
+/// True when one of the query's fields is "sok=ok".
+bool Submits(std::string_view query) {
+  while (!query.empty()) {
+    if (str::GetWord(query, "&") == "sok=ok")
+      return true;
+  }
+  return false;
+}
+
+trel_seam::HttpPost MakePost(const std::string& query) {
+  trel_seam::HttpPost post;
+  post.body = query;
+  post.language = Language();
+  post.at_most_once = Submits(query);
+  return post;
+}
+
+/// Sends `post` and reads the reply as a document with the root `doc`. Throws HttpFailure, with a
+/// text that begins with `place`, for everything that is no such document.
+trel_xml::Xml Exchange(const trel_seam::HttpPost& post, const std::string& place) {
+  auto reply = trel_seam::Current().http->Post(post);
+  if (reply.status != 200) {
+    throw trel_seam::HttpFailure(place + ": answered with status " + std::to_string(reply.status));
+  }
+  const auto refuse = [&](const std::string& why) -> trel_seam::HttpFailure {
+    return trel_seam::HttpFailure(place + ": the answer is " + why);
+  };
+  try {
+    auto document = trel_xml::Xml::Parse(std::move(reply.body));
+    if (document.GetRoot().Name() != "doc")
+      throw refuse("XML without the root 'doc'");
+    return document;
+  } catch (const trel_err::Error& error) {
+    throw refuse(error.xml().GetNode("/doc/error/msg").Str());
+  }
+}
+
+}  // namespace
+
+void DefaultLang(const std::string& lang) {
+  Language() = lang;
+}
+
+Result Client::Query(const std::string& query) const {
+  return Send(query);
+}
+
+Result Client::Query(const std::string& function, const StringMap& params) const {
+  std::string query = function;
+  for (const auto& [key, value] : params) {
+    query += "&" + key + "=" + str::url::Encode(value);
+  }
+  return Send(query);
+}
+
+std::string Client::Fill(const std::string& function, std::span<const std::string_view> args) {
+  std::string query;
+  auto argument = args.begin();
+  for (const char c : function) {
+    if (c == '?' && argument != args.end()) {
+      query += str::url::Encode(std::string(*argument++));
+    } else {
+      query += c;
+    }
+  }
+  if (argument != args.end()) {
+    trel_err::AssertError::Raise("trel_client.h", 0, "Query", "more arguments than placeholders");
+  }
+  return query;
+}
+
+Local::Local(const std::string& /*panel*/, const std::string& client) : client_(client) {}
+
+Result Local::Send(const std::string& query) const {
+  auto post = MakePost(query);
+  post.socket = trel_seam::Configuration().local_socket;
+  post.url = "http://localhost/";
+  post.agent = client_;
+  try {
+    const Result result(Exchange(post, post.socket));
+    if (const auto error = result.GetNode("/doc/error")) {
+      throw trel_err::Error(error.GetProp("type"), error.GetProp("object"),
+                            error.FindNode("value").Str(), result);
+    }
+    return result;
+  } catch (const trel_seam::HttpFailure& failure) {
+    throw trel_err::Error("local", "query", failure.what(), std::string(failure.what()));
+  }
+}
+
+Remote::Remote(const std::string& url) : url_(url) {}
+
+Result Remote::Send(const std::string& query) const {
+  auto post = MakePost(query);
+  post.url = url_;
+  post.timeout = timeout_;
+  try {
+    const Result result(Exchange(post, trel_seam::PlaceOf(url_)));
+    if (result.GetNode("/doc/error")) {
+      throw trel_err::Error("remote", "query", result.GetNode("/doc/error/msg").Str(), result);
+    }
+    return result;
+  } catch (const trel_seam::HttpFailure& failure) {
+    throw trel_err::Error("remote", "query", failure.what(), std::string(failure.what()));
+  }
+}
+
+}  // namespace trel_client
