@@ -19,14 +19,16 @@ trel_xml::Xml MakeDocument(const std::string& type, const std::string& object,
   return trel_xml::Xml(document);
 }
 
-/// "type: object: value", without the empty ones.
-std::string Describe(const std::string& type, const std::string& object, const std::string& value) {
+/// "type: object: value", without the empty ones, and in brackets what the document adds.
+std::string Describe(const std::string& type, const std::string& object, const std::string& value,
+                     const trel_xml::Xml& document) {
   std::string text = type;
   for (const auto* part : {&object, &value}) {
     if (!part->empty())
       str::Append(text, *part, ": ");
   }
-  return text;
+  const std::string message = document.GetNode("/doc/error/msg").Str();
+  return message.empty() || message == value ? text : text + " (" + message + ")";
 }
 
 }  // namespace
@@ -44,7 +46,7 @@ Error::Error(const std::string& type, const std::string& object, const std::stri
       object_(object),
       value_(value),
       xml_(document),
-      what_(Describe(type, object, value)) {}
+      what_(Describe(type, object, value, document)) {}
 
 void AssertError::Raise(const std::string& file, int line, const std::string& function,
                         const std::string& message) {

@@ -29,7 +29,7 @@ class TREL_EXPORT Error : public std::exception {
   /// The panel's document, or one of the same form:
   /// /doc/error with the attributes `type` and `object` and the children `value` and `msg`.
   const trel_xml::Xml& xml() const { return xml_; }
-  /// Type, object and value in one line.
+  /// Type, object and value in one line, and the document's message where it says more.
   const char* what() const noexcept override { return what_.c_str(); }
 
  private:

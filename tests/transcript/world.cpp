@@ -1,0 +1,284 @@
+#include "transcript/world.h"
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <stdexcept>
+
+namespace transcript {
+namespace {
+
+bool TakePrefix(std::string& text, std::string_view prefix) {
+  if (text.rfind(prefix, 0) != 0)
+    return false;
+  text.erase(0, prefix.size());
+  return true;
+}
+
+void WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << ReplaceAll(text, "\\n", "\n");
+}
+
+std::string FromHex(const std::string& digits) {
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+  }
+  return bytes;
+}
+
+/// What a command, here or elsewhere, answers.
+struct CommandAnswer {
+  std::string output;
+  int status = 0;
+  std::string lost;
+};
+
+CommandAnswer ReadCommandAnswer(const std::vector<std::string>& answers) {
+  CommandAnswer read;
+  for (auto answer : answers) {
+    if (TakePrefix(answer, "exit ")) {
+      read.status = std::stoi(answer);
+    } else if (TakePrefix(answer, "lost ")) {
+      read.lost = answer;
+    } else if (TakePrefix(answer, "writes ")) {
+      const std::string path = str::GetWord(answer, " = ");
+      WriteFile(path, answer);
+    } else {
+      read.output += answer + "\n";
+    }
+  }
+  return read;
+}
+
+class ScriptedHttp : public trel_seam::Http {
+ public:
+  explicit ScriptedHttp(Story& story) : story_(story) {}
+
+  trel_seam::HttpReply Post(const trel_seam::HttpPost& post) override {
+    std::string event = post.socket.empty() ? "source " : "local ";
+    if (!post.socket.empty() && post.agent != "tarvin")
+      event += "(as " + post.agent + ") ";
+    if (post.socket.empty() && post.timeout != 45) {
+      event += "(" + std::to_string(post.timeout) + " s) ";
+    }
+    if (!post.language.empty() && post.language != "en")
+      event += "(in " + post.language + ") ";
+    if (post.socket.empty() && post.url != "https://src.example:1500/panel") {
+      event += "at " + post.url + " ";
+    }
+    return Answer(story_.Tell(event + story_.Render(post.body)));
+  }
+
+  int Get(const std::string& url, int timeout,
+          const std::function<void(std::string_view)>& sink) override {
+    const auto reply = Answer(story_.Tell("fetch (" + std::to_string(timeout) + " s) " + url));
+    if (reply.status == 200)
+      sink(reply.body);
+    return reply.status;
+  }
+
+ private:
+  trel_seam::HttpReply Answer(const std::vector<std::string>& answers) const {
+    if (story_.Diverged())
+      throw trel_seam::HttpFailure("not in the script");
+    trel_seam::HttpReply reply{200, ""};
+    for (auto answer : answers) {
+      if (TakePrefix(answer, "status ")) {
+        reply.status = std::stoi(answer);
+      } else if (TakePrefix(answer, "fails ")) {
+        throw trel_seam::HttpFailure(answer);
+      } else {
+        reply.body += answer;
+      }
+    }
+    if (reply.body.empty())
+      reply.body = "<doc/>";
+    return reply;
+  }
+
+  Story& story_;
+};
+
+class ScriptedConnection : public trel_seam::SshConnection {
+ public:
+  ScriptedConnection(Story& story, const std::string& host) : story_(story), host_(host) {}
+  ~ScriptedConnection() override { story_.Tell("ssh " + host_ + " closed"); }
+
+  void Start(const std::string& command) override { command_ = command; }
+
+  trel_seam::SshOutcome Finish(const std::string& input, bool closed) override {
+    std::string event = "ssh " + host_ + " $ " + story_.Render(command_);
+    if (!input.empty() || closed)
+      event += "\n  stdin: " + story_.Render(input);
+    if (!input.empty() && !closed)
+      event += " (left open)";
+    const auto answer = ReadCommandAnswer(story_.Tell(event));
+    if (story_.Diverged())
+      throw Lost("not in the script");
+    if (!answer.lost.empty())
+      throw Lost(answer.lost);
+    return {answer.output, answer.status};
+  }
+
+ private:
+  static trel_seam::SshFailure Lost(const std::string& why) {
+    return {trel_seam::SshStep::kLost, why};
+  }
+
+  Story& story_;
+  std::string host_;
+  std::string command_;
+};
+
+class ScriptedSsh : public trel_seam::Ssh {
+ public:
+  explicit ScriptedSsh(Story& story) : story_(story) {}
+
+  std::unique_ptr<trel_seam::SshConnection> Connect(const trel_seam::SshTarget& target) override {
+    const std::string secret = target.by_key
+                                   ? "key '" + target.key + "'" + Passphrase(target.passphrase)
+                                   : "password '" + target.password + "'";
+    const auto answers = story_.Tell("ssh " + target.login + "@" + target.host + ":" +
+                                     std::to_string(target.port) + " with " + secret);
+    for (auto answer : answers) {
+      if (TakePrefix(answer, "refused ")) {
+        throw trel_seam::SshFailure(trel_seam::SshStep::kAuth, answer);
+      }
+    }
+    if (story_.Diverged()) {
+      throw trel_seam::SshFailure(trel_seam::SshStep::kConnect, "not in the script");
+    }
+    return std::make_unique<ScriptedConnection>(story_, target.host);
+  }
+
+ private:
+  static std::string Passphrase(const std::string& text) {
+    return text.empty() ? "" : " and passphrase '" + text + "'";
+  }
+
+  Story& story_;
+};
+
+class ScriptedProcesses : public trel_seam::Processes {
+ public:
+  explicit ScriptedProcesses(Story& story) : story_(story) {}
+
+  trel_seam::ProcessOutcome Run(const trel_seam::ProcessRequest& request) override {
+    const auto answer = ReadCommandAnswer(story_.Tell(Describe(request)));
+    return {answer.output, answer.status};
+  }
+
+ private:
+  std::string Describe(const trel_seam::ProcessRequest& request) const {
+    std::string event = "child";
+    if (!request.user.empty())
+      event += " of " + request.user;
+    if (request.dir != "/")
+      event += " in " + story_.Render(request.dir);
+    for (const auto& [name, value] : request.env)
+      event += " " + name + "=" + story_.Render(value);
+    if (!request.capture_output)
+      event += " (output dropped)";
+    if (!request.capture_errors)
+      event += " (errors dropped)";
+    if (!request.own_group)
+      event += " (in our group)";
+    if (request.arguments[0] == "/bin/sh") {
+      return event + " $ " + story_.Render(request.arguments[2]);
+    }
+    for (const auto& argument : request.arguments)
+      event += "\n  " + story_.Render(argument);
+    return event;
+  }
+
+  Story& story_;
+};
+
+class ScriptedHost : public trel_seam::Host {
+ public:
+  explicit ScriptedHost(const World& world) : world_(world), random_(world.random) {}
+
+  /// 2026-11-20 18:02:01 UTC, always.
+  std::int64_t Now() override { return 1'795'197'721'000'000; }
+
+  std::string Random(std::size_t count) override {
+    while (random_.size() < count)
+      random_ += next_++;
+    const std::string bytes = random_.substr(0, count);
+    random_.erase(0, count);
+    return bytes;
+  }
+
+  std::optional<std::string> HomeOf(const std::string& name) override {
+    const auto home = world_.homes.find(name);
+    if (home == world_.homes.end())
+      return std::nullopt;
+    return home->second;
+  }
+
+  std::string OsRelease() override { return world_.os_release; }
+
+ private:
+  const World& world_;
+  std::string random_;
+  char next_ = 1;
+};
+
+class ScriptedLog : public trel_seam::LogSink {
+ public:
+  ScriptedLog(const World& world, Story& story) : world_(world), story_(story) {}
+
+  void Write(int level, std::string_view module, std::string_view message) noexcept override {
+    if (level > world_.log_level)
+      return;
+    // The line of a source file is no behaviour.
+    static const std::regex place("^(tarvin(_bin(_lite|_common)?)?):[0-9]+ ");
+    const std::string text = std::regex_replace(std::string(message), place, "$1:# ");
+    const std::string from = module == "tarvin" ? "" : "(" + std::string(module) + ") ";
+    story_.Tell("log " + std::to_string(level) + " " + from + story_.Render(text));
+  }
+
+ private:
+  const World& world_;
+  Story& story_;
+};
+
+}  // namespace
+
+World::World(const Script& script, const Story& story) {
+  for (const auto& given : script.given) {
+    std::string rest = story.Expand(given);
+    const std::string kind = str::GetWord(rest, ' ');
+    if (kind == "os-release") {
+      os_release = ReplaceAll(rest, "\\n", "\n");
+    } else if (kind == "random") {
+      random = FromHex(rest);
+    } else if (kind == "log") {
+      log_level = std::stoi(rest);
+    } else if (kind == "dir") {
+      std::filesystem::create_directories(rest);
+    } else {
+      const std::string key = str::GetWord(rest, " = ");
+      if (kind == "file") {
+        WriteFile(key, rest);
+      } else if (kind == "param") {
+        params[key] = rest;
+      } else if (kind == "set") {
+        set[key] = rest;
+      } else if (kind == "home") {
+        homes[key] = rest;
+      } else {
+        throw std::runtime_error("cannot give '" + kind + "'");
+      }
+    }
+  }
+}
+
+trel_seam::Seam MakeScripted(const World& world, Story& story) {
+  return {std::make_shared<ScriptedHttp>(story), std::make_shared<ScriptedSsh>(story),
+          std::make_shared<ScriptedProcesses>(story), std::make_shared<ScriptedHost>(world),
+          std::make_shared<ScriptedLog>(world, story)};
+}
+
+}  // namespace transcript
