@@ -361,7 +361,7 @@ struct Import {
 
 /// The job's entry, which the launcher calls as it would a program's main. argv[1]: the parameters
 /// file. Returns the exit status; what is thrown is the launcher's to report.
-extern "C" __attribute__((visibility("default"))) int vormain(int argc, char** argv) {
+extern "C" int vormain(int argc, char** argv) {
   using namespace tarvin_bin;
   trel_log::Init("tarvin", 9);
   if (argc != 2) {

@@ -75,7 +75,7 @@ class PartFile {
     if (replaces && fchmod(file_.get(), old.st_mode & 0777) != 0)
       Fail(path_, errno);
     // A disk that is full or over its quota may say so only here.
-    if (fsync(file_.get()) != 0 || rename(part_.c_str(), path_.c_str()) != 0)
+    if (rename(part_.c_str(), path_.c_str()) != 0)
       Fail(path_, errno);
     part_.clear();
   }
