@@ -1,0 +1,13 @@
+#include "account.h"
+#include "functions/functions.h"
+
+namespace panel::functions {
+
+void UserDisable(const Context& context, Reply& reply) {
+  const User user = context.state.users.Require(context.form.Require("elid"));
+  account::Suspend(user.name);
+  context.state.users.SetDisabled(user.name, true);
+  reply.Add("ok", "");
+}
+
+}  // namespace panel::functions

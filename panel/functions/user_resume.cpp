@@ -1,0 +1,13 @@
+#include "account.h"
+#include "functions/functions.h"
+
+namespace panel::functions {
+
+void UserResume(const Context& context, Reply& reply) {
+  const User user = context.state.users.Require(context.form.Require("elid"));
+  account::Resume(user.name);
+  context.state.users.SetDisabled(user.name, false);
+  reply.Add("ok", "");
+}
+
+}  // namespace panel::functions

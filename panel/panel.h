@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "function.h"
+
+namespace panel {
+
+/// The panel behind the wire: one query in, one XML document out. Several threads may call at once.
+class Panel {
+ public:
+  Panel(Role role, State& state) : role_(role), state_(state) {}
+
+  /// Answers a body of type application/x-www-form-urlencoded. Whatever goes wrong is an answer
+  /// too: a document with /doc/error.
+  std::string Answer(std::string_view body);
+
+ private:
+  Reply Run(const Form& form);
+  Reply Call(const Function& function, const Form& form, const Session& session);
+  Session Authenticate(const Form& form);
+  Session ActAs(const Form& form, const Session& session);
+
+  Role role_;
+  State& state_;
+};
+
+}  // namespace panel
