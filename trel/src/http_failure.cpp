@@ -14,6 +14,15 @@ std::string Reason(CURL* handle, const std::string& details) {
   return error != 0 ? ReasonOf(static_cast<int>(error)) : LowerFirst(details);
 }
 
+/// The reason alone, of the two prefixes that libcurl gives to what is wrong with a certificate.
+std::string WithoutPrefix(const std::string& details) {
+  for (const std::string prefix : {"SSL certificate problem: ", "SSL: "}) {
+    if (details.rfind(prefix, 0) == 0)
+      return details.substr(prefix.size());
+  }
+  return LowerFirst(details);
+}
+
 bool Passed(CURL* handle, CURLINFO milestone) {
   curl_off_t time = 0;
   curl_easy_getinfo(handle, milestone, &time);
@@ -49,7 +58,7 @@ std::string DescribeFailure(CURL* handle, CURLcode code, const std::string& deta
     case CURLE_PARTIAL_FILE:
       return "the answer was cut off";
     case CURLE_PEER_FAILED_VERIFICATION:
-      return "the certificate could not be verified: " + LowerFirst(details);
+      return "the certificate could not be verified: " + WithoutPrefix(details);
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
       return "the certificate's key is not the pinned one";
     case CURLE_UNSUPPORTED_PROTOCOL:

@@ -9,7 +9,10 @@ std::string ReasonOf(int error) {
 }
 
 std::string LowerFirst(std::string text) {
-  if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z')
+  const auto is = [&](std::size_t at, char first, char last) {
+    return at < text.size() && text[at] >= first && text[at] <= last;
+  };
+  if (is(0, 'A', 'Z') && !is(1, 'A', 'Z'))  // "TLS" stays
     text[0] = static_cast<char>(text[0] - 'A' + 'a');
   return text;
 }
