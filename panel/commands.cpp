@@ -14,7 +14,9 @@ namespace {
 
 constexpr uid_t kFirstUserId = 1000;  // below: accounts of the system itself
 
-std::string Quoted(const std::string& text) { return '"' + OneLine(text) + '"'; }
+std::string Quoted(const std::string& text) {
+  return '"' + OneLine(text) + '"';
+}
 
 }  // namespace
 
@@ -27,10 +29,13 @@ void AddUser(const std::filesystem::path& state, const std::string& name,
   if (account.uid < kFirstUserId) {
     throw std::runtime_error("account '" + name + "' belongs to the system");
   }
-  State(state, Database::Open::kCreate).users.Add(name);
+  State opened(state, Database::Open::kCreate);
+  Transaction transaction(opened.database);
+  opened.users.Add(name);
   if (shell && *shell != account.ShellOn()) {
     account::SetShell(name, *shell);
   }
+  transaction.Commit();
 }
 
 void ListUsers(const std::filesystem::path& state) {

@@ -10,7 +10,7 @@ namespace panel::functions {
 namespace {
 
 // Fields of every submission that are none of the form.
-constexpr std::array<std::string_view, 7> kQueryFields = {"func", "sok", "auth", "su",
+constexpr std::array<std::string_view, 7> kQueryFields = {"func", "sok",  "auth", "su",
                                                           "elid", "name", "out"};
 
 const char* ShellField(const Context& context) {

@@ -81,9 +81,9 @@ TEST_F(PanelTest, OnlyTheAdministratorActsForUsers) {
 }
 
 TEST_F(PanelTest, ALoginKeyOpensOneSessionOfItsUser) {
-  EXPECT_EQ(Source("func=session.newkey&checkcookie=no&username=alice&key=0123456789abcdef" +
-                   admin_),
-            "ok");
+  EXPECT_EQ(
+      Source("func=session.newkey&checkcookie=no&username=alice&key=0123456789abcdef" + admin_),
+      "ok");
   const std::string login = "func=auth&username=alice&key=0123456789abcdef";
   pugi::xml_document answer;
   ASSERT_TRUE(answer.load_string(source_.Answer(login).c_str()));
@@ -98,13 +98,15 @@ TEST_F(PanelTest, LoginKeysAreForKnownUsersAndNotTooShort) {
             "missing user: no user 'bob'");
   EXPECT_EQ(Local("func=session.newkey&username=alice&key=0123456789abcde"),
             "value key: bad value '' of field key: at least 16 characters");
-  EXPECT_EQ(Local("func=session.newkey&username=alice"), "value key: field key is missing or empty");
+  EXPECT_EQ(Local("func=session.newkey&username=alice"),
+            "value key: field key is missing or empty");
   EXPECT_EQ(Source("func=auth&username=alice&key="), "value key: field key is missing or empty");
 }
 
 TEST_F(PanelTest, ProblemsNeedASubmissionAndTheirFields) {
-  const std::string good = "func=problems.register&sok=ok&level=error&name=import&id=a%201"
-                           "&msg_object=files&info=x&param_value=alice";
+  const std::string good =
+      "func=problems.register&sok=ok&level=error&name=import&id=a%201"
+      "&msg_object=files&info=x&param_value=alice";
   EXPECT_EQ(Local("func=problems.register&level=error&name=import&id=a&msg_object=files"),
             "value sok: bad value '' of field sok: a problem is registered with sok=ok");
   EXPECT_EQ(Local("func=problems.register&sok=ok&level=fatal&name=import&id=a&msg_object=files"),
@@ -117,8 +119,9 @@ TEST_F(PanelTest, ProblemsNeedASubmissionAndTheirFields) {
 }
 
 TEST_F(PanelTest, TheListOfProblemsShowsParametersOfAnyName) {
-  Local("func=problems.register&sok=ok&level=error&name=import&id=a&msg_object=files&info=%1b"
-        "&param_a%20b%3C=1%0A2");
+  Local(
+      "func=problems.register&sok=ok&level=error&name=import&id=a&msg_object=files&info=%1b"
+      "&param_a%20b%3C=1%0A2");
   const std::string list = local_.Answer("func=problems");
   EXPECT_NE(list.find("<param name=\"a b&lt;\">1\n2</param>"), std::string::npos) << list;
   EXPECT_NE(list.find("<info>\xef\xbf\xbd</info>"), std::string::npos) << list;
@@ -135,6 +138,12 @@ TEST_F(PanelTest, RepairTakesTheAbsolutePathOfAHome) {
             "value remotehomedir: field remotehomedir is missing or empty");
   EXPECT_EQ(Local("func=webdomain.diraccess.repair&user=alice&remotehomedir=%2Fh&overwrite=1"),
             "value overwrite: bad value '1' of field overwrite: on or off");
+}
+
+TEST_F(PanelTest, AStateThatFailsIsAnAnswerToo) {
+  state_.database.Exec("DROP TABLE problem_params; DROP TABLE problems");
+  EXPECT_EQ(Local("func=problems"), "system state: state file " + (dir_ / "state.db").string() +
+                                        ": no such table: problems");
 }
 
 TEST_F(PanelTest, LogsWhoCalledWhatAndNoSecret) {

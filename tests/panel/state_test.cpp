@@ -169,6 +169,16 @@ TEST_F(StateTest, RefusesAProblemIdThatIsTakenAndKeepsTheFirst) {
   EXPECT_EQ(problems[0].params, (Fields{{"value", "1"}}));
 }
 
+TEST_F(StateTest, AStatementThatFailsIsAnError) {
+  State state(File(), Database::Open::kCreate);
+  EXPECT_THROW(Statement(state.database, "SELECT none FROM users"), Error);
+  EXPECT_THROW(Statement(state.database, "SELECT 1", "too many values"), Error);
+  EXPECT_THROW(Statement(state.database, "SELECT 1", true), Error);
+  EXPECT_THROW(Statement(state.database, "INSERT INTO users(name) VALUES (NULL), (NULL)").Run(),
+               Error);
+  EXPECT_THROW(state.database.Exec("COMMIT"), Error);
+}
+
 TEST_F(StateTest, UndoesATransactionThatWasNotCommitted) {
   State state(File(), Database::Open::kCreate);
   {
