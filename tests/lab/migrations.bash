@@ -62,7 +62,7 @@ assert_nothing_left() {
 
 # USER: the problems registered about that user.
 problems_of() {
-  problems | grep -E "[[:blank:]]$1 20" || true
+  problems | grep -F " id=\"$1 " || true
 }
 
 # The log of the job, which is emptied by forget_log.
