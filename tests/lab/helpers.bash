@@ -1,7 +1,21 @@
-# A lab for a bats file. Load it, then call lab_up in setup_file and lab_down in teardown_file, or
-# both within one test.
+# A lab for a bats file. Load this, then
+#   setup_file() { lab_possible || return 0; lab_up; }
+#   teardown_file() { lab_down; }
+# or call lab_up and lab_down within one test. A file with a setup of its own calls need_lab there.
 
 LAB=$(realpath "${BASH_SOURCE[0]%/*}/../../lab/lab")
+
+lab_possible() {
+  [[ $EUID -eq 0 ]]
+}
+
+need_lab() {
+  lab_possible || skip "the lab needs root"
+}
+
+setup() {
+  need_lab
+}
 
 # Names the lab of the functions below after the bats file and the calling process.
 lab_name() {
@@ -12,13 +26,13 @@ lab_name() {
 # [OPTION...]: brings up a lab of a name of its own. It goes down with the process that calls, also
 # when that is killed.
 lab_up() {
-  [[ $EUID -eq 0 ]] || skip "the lab needs root"
   lab_name
   "$LAB" up --owner $$ "$@" >/dev/null
 }
 
+# There is nothing to take down where there was no lab_up.
 lab_down() {
-  "$LAB" down
+  [[ -z ${LAB_NAME-} ]] || "$LAB" down
 }
 
 # src|dst COMMAND...: runs COMMAND as root in the host, with the caller's standard streams.

@@ -5,7 +5,9 @@ bats_require_minimum_version 1.5.0
 load helpers
 
 setup_file() {
+  lab_possible || return 0
   lab_up
+  export SHARED_LAB=$LAB_NAME
   on dst install -D -m 0600 /dev/stdin /root/.ssh/id_ed25519 <"$("$LAB" key)"
 }
 
@@ -13,8 +15,12 @@ teardown_file() {
   lab_down
 }
 
+# A test that gave LAB_NAME a name of its own leaves its lab to this, also when the test fails.
 teardown() {
   rm -f "${repository_file-}"
+  [[ -z ${helper-} ]] || kill -KILL "$helper" 2>/dev/null || true
+  [[ -z ${link_cut-} ]] || "$LAB" link up
+  [[ ${LAB_NAME-} == "${SHARED_LAB-}" ]] || lab_down
 }
 
 SSH_OPTIONS=(-F none -p 2222 -o StrictHostKeyChecking=no -o UserKnownHostsFile=/dev/null
@@ -100,8 +106,7 @@ assert_misuse() {
 }
 
 @test "the name default is used when none is given" {
-  unset LAB_NAME
-  run "$LAB" status
+  run env --unset=LAB_NAME "$LAB" status
   [[ ${lines[0]} == "lab default: "* ]]
 }
 
@@ -216,6 +221,13 @@ assert_misuse() {
   [[ ! -e /home/alice ]]
 }
 
+@test "the user lists of a host are its own from the start" {
+  local list
+  for list in /etc/{passwd,group,shadow,gshadow}; do
+    [[ $(on dst stat -c %i "$list") != "$(stat -c %i "$list")" ]]
+  done
+}
+
 @test "files of one host are unknown to the other and to the machine" {
   local place
   for place in /etc /usr/bin /var/lib /tmp; do
@@ -231,7 +243,6 @@ assert_misuse() {
   [[ -z $(on dst find /home /root /tmp /var/tmp -mindepth 1) ]]
   [[ $(on dst ls -A /var/log) == sshd.log ]]
   [[ $(on dst stat -c '%a' /tmp /root) == $'1777\n700' ]]
-  lab_down
 }
 
 @test "a directory of the machine can be renamed in a host" {
@@ -246,7 +257,6 @@ assert_misuse() {
   run on src head -c 20M /dev/zero
   run -1 on src sh -c 'head -c 20M /dev/zero >/tmp/big'
   [[ $output == *"No space left on device"* ]]
-  lab_down
 }
 
 @test "a change in the repository shows in both hosts at once and they cannot make one" {
@@ -266,7 +276,6 @@ assert_misuse() {
   lab_name
   "$copy/lab" up --owner $$ >/dev/null
   "$copy/lab" enter src cmp "$copy/lab" - <"$LAB"
-  "$copy/lab" down
 }
 
 @test "rsync over ssh carries files between the hosts" {
@@ -293,6 +302,7 @@ assert_misuse() {
 }
 
 @test "the link between the hosts goes down and up again" {
+  link_cut=yes
   "$LAB" link down
   run -255 by_key 10.99.0.1 true
   run on src ssh "${SSH_OPTIONS[@]}" dst true
@@ -306,6 +316,7 @@ assert_misuse() {
   coproc on dst ssh "${SSH_OPTIONS[@]}" -o BatchMode=yes root@10.99.0.1 cat 3>&-
   echo before >&"${COPROC[1]}"
   read -r -t 5 -u "${COPROC[0]}" line
+  link_cut=yes
   "$LAB" link down
   echo after >&"${COPROC[1]}"
   run read -r -t 0.3 -u "${COPROC[0]}" line
@@ -313,7 +324,6 @@ assert_misuse() {
   "$LAB" link up
   read -r -t 15 -u "${COPROC[0]}" line
   [[ $line == after ]]
-  kill "$COPROC_PID"
 }
 
 @test "two labs are up side by side with the same addresses and nothing in common" {
@@ -364,7 +374,7 @@ assert_misuse() {
   local moment pid state
   lab_name
   state=$(state_of "$LAB_NAME")
-  for moment in . watch-owner.log src/boot.log src/pid dst/pid key src/password ready; do
+  for moment in . src/boot.log dst/pid key src/password ready; do
     "$LAB" up --owner $$ &>/dev/null 3>&- &
     pid=$!
     await test -e "$state/$moment"
@@ -379,11 +389,12 @@ assert_misuse() {
 @test "a lab whose up was killed is left over, not up" {
   lab_name
   "$LAB" up --owner $$ &>/dev/null 3>&- &
-  await test -e "$(state_of "$LAB_NAME")/src"
-  kill -KILL $!
+  await test -e "$(state_of "$LAB_NAME")/dst/pid"
+  kill -KILL $! || true
+  # It may have been faster.
+  rm -f "$(state_of "$LAB_NAME")/ready"
   run -3 "$LAB" status
   [[ $output == "lab $LAB_NAME: down, left over; clean up with: lab down --name $LAB_NAME" ]]
-  lab_down
 }
 
 @test "an up that is interrupted takes away what it made" {
@@ -475,14 +486,14 @@ assert_misuse() {
   exec {lock}<&-
   wait $!
   "$LAB" status
-  lab_down
 }
 
 @test "a lab goes down with its owner" {
   lab_name
   sleep infinity 3>&- &
-  "$LAB" up --owner $! >/dev/null
-  kill -KILL $!
+  helper=$!
+  "$LAB" up --owner "$helper" >/dev/null
+  kill -KILL "$helper"
   await test ! -e "$(state_of "$LAB_NAME")"
   await assert_gone "$LAB_NAME" >/dev/null
 }
@@ -491,12 +502,12 @@ assert_misuse() {
   local owner
   lab_name
   coproc perl -e '$| = 1; my $pid = fork; $pid or sleep; print "$pid\n"; sleep' 3>&-
+  helper=$COPROC_PID
   read -r -u "${COPROC[0]}" owner
   "$LAB" up --owner "$owner" >/dev/null
   kill -KILL "$owner"
   await test ! -e "$(state_of "$LAB_NAME")"
   [[ $(ps -o stat= -p "$owner") == Z* ]]
-  kill "$COPROC_PID"
 }
 
 @test "a lab cannot be owned by a process that does not exist" {
@@ -519,7 +530,6 @@ assert_misuse() {
   lab_name
   "$LAB" up --owner $$ >/dev/null 9>"$BATS_TEST_TMPDIR/held"
   run -1 grep -l . <(find /proc/[0-9]*/fd -lname "$BATS_TEST_TMPDIR/held" 2>/dev/null)
-  lab_down
 }
 
 @test "commands on a lab that is down say so" {
