@@ -175,4 +175,23 @@ class SyncUserFiles {
   bool freebsd_ = false;
 };
 
+// --- Mail and packages --------------------------------------------------------------------------
+
+/// Converts the mbox store `src` of the local user `user` into the Maildir `dst` with mb2md; what
+/// that wrote goes into `output`. True when it ended well. Throws "tarvin" / "dir_not_exists" / the
+/// directory, and Missed "mb2md_not_exists".
+bool Mb2Md(const std::string& user, const std::string& src, const std::string& dst,
+           std::string& output);
+
+/// Which mail stores the directory holds: 0 none, 1 mbox and Maildir, 2 mbox, 3 Maildir.
+/// Throws Missed "email_dir", or "tarvin" / "tmp_not_dir" / dir for what is no directory.
+int IsMailDirEmail(const std::string& dir);
+
+/// Installs a package with the panel's script. True when that ended well.
+bool PkgInstall(const std::string& package);
+
+/// Asks the panel's script about a package; what that wrote goes into `info`. True when it ended
+/// well.
+bool PkgInfo(const std::string& package, std::string& info);
+
 }  // namespace tarvin
