@@ -164,10 +164,10 @@ TEST_F(SshHostKey, IsRefusedWhenItIsOfAnotherType) {
   sshd_.NewHostKey("ed25519");
   const auto failure = Refusal();
   EXPECT_EQ(failure.step, SshStep::kHostKey);
-  EXPECT_EQ(failure.text,
-            sshd_.place() + ": the host key is of another type than the known one: it is now "
-                            "ssh-ed25519 " +
-                Fingerprint() + ", see " + conf_.known_hosts + ":2");
+  EXPECT_EQ(failure.text, sshd_.place() +
+                              ": the host key is of another type than the known one: it is now "
+                              "ssh-ed25519 " +
+                              Fingerprint() + ", see " + conf_.known_hosts + ":2");
 }
 
 TEST_F(SshHostKey, NamesTheLineOfItsOwnType) {

@@ -75,8 +75,8 @@ TEST_F(SshLogin, RefusesAnEncryptedKeyWithAnotherPassphrase) {
   target_.passphrase = "hunter2";
   const auto failure = Refusal(target_);
   EXPECT_EQ(failure.step, SshStep::kKey);
-  EXPECT_EQ(failure.text, "private key " + target_.key +
-                              ": malformed, or another passphrase is needed");
+  EXPECT_EQ(failure.text,
+            "private key " + target_.key + ": malformed, or another passphrase is needed");
 }
 
 TEST_F(SshLogin, NamesAKeyThatIsNotThere) {
@@ -88,8 +88,8 @@ TEST_F(SshLogin, NamesAKeyThatIsNotThere) {
 
 TEST_F(SshLogin, NamesAFileThatIsNoKey) {
   target_.key = sshd_.scratch().Write("text", "no key at all\n");
-  EXPECT_EQ(Refusal(target_).text, "private key " + target_.key +
-                                       ": malformed, or another passphrase is needed");
+  EXPECT_EQ(Refusal(target_).text,
+            "private key " + target_.key + ": malformed, or another passphrase is needed");
   target_.key = sshd_.scratch().Path("");
   EXPECT_EQ(Refusal(target_).step, SshStep::kKey);
 }
@@ -150,9 +150,9 @@ TEST(SshPassword, IsOfNoUseWhereTheHostOffersOtherWays) {
   OddSshServer::Manner manner;
   manner.methods = SSH_AUTH_METHOD_HOSTBASED | SSH_AUTH_METHOD_GSSAPI_MIC;
   const OddSshServer server(manner);
-  EXPECT_EQ(SshFailureOf([&] { server.Connect(); }).text,
-            "alice@" + server.place() +
-                ": login refused, the host offers hostbased, gssapi-with-mic");
+  EXPECT_EQ(
+      SshFailureOf([&] { server.Connect(); }).text,
+      "alice@" + server.place() + ": login refused, the host offers hostbased, gssapi-with-mic");
 }
 
 TEST(SshPassword, IsNotEnoughWhereTheHostWantsAFurtherStep) {
