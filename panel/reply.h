@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 

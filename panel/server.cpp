@@ -1,4 +1,4 @@
-#include "server.h"
+#include "panel/server.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -10,9 +10,9 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "account.h"
-#include "error.h"
-#include "socket_file.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/socket_file.h"
 #include "trel/str.h"
 
 namespace panel {

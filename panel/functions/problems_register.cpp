@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <array>
 
-#include "error.h"
-#include "functions/functions.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 namespace {

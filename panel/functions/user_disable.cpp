@@ -1,5 +1,5 @@
-#include "account.h"
-#include "functions/functions.h"
+#include "panel/account.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <array>
 
-#include "account.h"
-#include "error.h"
-#include "functions/functions.h"
-#include "text.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
+#include "panel/text.h"
 
 namespace panel::functions {
 namespace {

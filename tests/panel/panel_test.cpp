@@ -1,8 +1,8 @@
-#include "panel.h"
+#include "panel/panel.h"
 
 #include <gtest/gtest.h>
 
-#include "account.h"
+#include "panel/account.h"
 #include "temp_dir.h"
 
 namespace panel {
