@@ -197,7 +197,7 @@ void EndIdleConnections() {
     const std::string name = entry.path().filename().string();
     int descriptor = -1;
     std::from_chars(name.data(), name.data() + name.size(), descriptor);
-    shutdown(descriptor, SHUT_RD);  // says no for all but connections, which is as well
+    shutdown(descriptor, SHUT_RD);  // fails for all but sockets, which is as well
   }
 }
 

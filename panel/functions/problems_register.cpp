@@ -42,7 +42,7 @@ void ProblemsRegister(const Context& context, Reply& reply) {
                               .object = form.Require("msg_object"),
                               .info = form.Get("info"),
                               .params = Params(form)});
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace panel::functions

@@ -7,7 +7,7 @@ void UserDisable(const Context& context, Reply& reply) {
   const User user = context.state.users.Require(context.form.Require("elid"));
   account::Suspend(user.name);
   context.state.users.SetDisabled(user.name, true);
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace panel::functions

@@ -72,7 +72,7 @@ void Submit(const Context& context, User user, Reply& reply) {
     }
   }
   context.state.users.SaveFields(user);
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace

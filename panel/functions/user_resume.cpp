@@ -7,7 +7,7 @@ void UserResume(const Context& context, Reply& reply) {
   const User user = context.state.users.Require(context.form.Require("elid"));
   account::Resume(user.name);
   context.state.users.SetDisabled(user.name, false);
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace panel::functions
