@@ -23,16 +23,14 @@ constexpr int kNotLoaded = 127;
 void Complain(const std::string& text) {
   std::string line = "vorlaunch: " + text;
   for (char& c : line) {
-    if (c == '\n')
-      c = ' ';
+    if (c == '\n') c = ' ';
   }
   std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 /// The file that JOB names: a path as it stands, a bare name beside the launcher.
 std::string FileOf(const std::string& job) {
-  if (job.find('/') != std::string::npos)
-    return job;
+  if (job.find('/') != std::string::npos) return job;
   const auto launcher = std::filesystem::read_symlink("/proc/self/exe");
   return (launcher.parent_path() / ".." / "lib" / (job + ".so")).lexically_normal();
 }
@@ -40,8 +38,7 @@ std::string FileOf(const std::string& job) {
 Entry Load(const std::string& job) {
   void* handle = dlopen(FileOf(job).c_str(), RTLD_NOW | RTLD_LOCAL);
   void* entry = handle != nullptr ? dlsym(handle, "vormain") : nullptr;
-  if (entry == nullptr)
-    Complain(job + ": " + dlerror());
+  if (entry == nullptr) Complain(job + ": " + dlerror());
   return reinterpret_cast<Entry>(entry);
 }
 
@@ -55,8 +52,7 @@ void ForbidDumps() {
 
 int Launch(int argc, char** argv) {
   const Entry entry = Load(argv[0]);
-  if (entry == nullptr)
-    return kNotLoaded;
+  if (entry == nullptr) return kNotLoaded;
   ForbidDumps();
   trel_proc::CatchEndSignals();
   return entry(argc, argv);

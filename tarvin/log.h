@@ -5,10 +5,9 @@
 
 /// Writes one line to the module `log_module` of the source file, which also names itself in
 /// `kSource`. The arguments are evaluated only when the level is enabled.
-#define TARVIN_LOG(level, ...)              \
-  do {                                      \
-    if (log_module.Check(level))            \
-      log_module.Write(level, __VA_ARGS__); \
+#define TARVIN_LOG(level, ...)                                         \
+  do {                                                                 \
+    if (log_module.Check(level)) log_module.Write(level, __VA_ARGS__); \
   } while (false)
 
 /// The two arguments of a "%s:%d" prefix: the name of the source file and the line.

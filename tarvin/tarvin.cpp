@@ -75,8 +75,7 @@ std::string SubstParams(const std::string& format, const std::list<std::string>&
   std::size_t position = 0;
   for (const auto& arg : args) {
     position = result.find('?', position);
-    if (position == std::string::npos)
-      throw trel_err::Error("tarvin", "query_args");
+    if (position == std::string::npos) throw trel_err::Error("tarvin", "query_args");
     const std::string encoded = str::url::Encode(arg);
     result.replace(position, 1, encoded);
     position += encoded.size();
@@ -146,23 +145,20 @@ std::string ExecuteRemoteRootCommand(const std::shared_ptr<trel_rpc::SSH>& ssh,
     ssh->CloseIn();
   }
   const std::string output = ssh->Str();
-  if (ssh->Result() != 0)
-    throw trel_err::Error("tarvin", "remotecmd", command);
+  if (ssh->Result() != 0) throw trel_err::Error("tarvin", "remotecmd", command);
   return output;
 }
 
 std::string GetHostName(const std::string& address) {
   std::string rest = address;
   const std::size_t scheme = rest.find("://");
-  if (scheme != std::string::npos)
-    rest.erase(0, scheme + 3);
+  if (scheme != std::string::npos) rest.erase(0, scheme + 3);
   if (!rest.empty() && rest.front() == '[') {
     rest.erase(0, 1);
     return str::GetWord(rest, ']');
   }
   // A ":" anywhere ends the host, also one in the path.
-  if (rest.find(':') != std::string::npos)
-    return str::GetWord(rest, ':');
+  if (rest.find(':') != std::string::npos) return str::GetWord(rest, ':');
   return str::GetWord(rest, '/');
 }
 
@@ -182,8 +178,7 @@ KeyTemp::KeyTemp(const std::string& prefix) {
 KeyTemp::~KeyTemp() {
   for (const auto* file : {&private_, &public_}) {
     try {
-      if (trel_file::Exists(*file))
-        trel_file::RemoveFile(*file);
+      if (trel_file::Exists(*file)) trel_file::RemoveFile(*file);
     } catch (const trel_err::Error& error) {
       TARVIN_LOG(4, "failed to remove temporary key: %s", error.what());
     }
@@ -229,8 +224,7 @@ SyncUserFiles::SyncUserFiles(const std::string& user, const ServerParams& src,
                              const ServerParams& dst, bool overwrite,
                              const std::list<std::string>* excludes)
     : user_(user), src_(src), dst_(dst), overwrite_(overwrite) {
-  if (excludes != nullptr)
-    excludes_ = *excludes;
+  if (excludes != nullptr) excludes_ = *excludes;
 }
 
 void SyncUserFiles::UseRsyncChecksum(bool checksum) {
@@ -248,8 +242,7 @@ std::string SyncUserFiles::Output() const {
 
 void SyncUserFiles::Run() {
   TARVIN_LOG(8, "%s", "void tarvin::SyncUserFiles::Run()");
-  if (done_)
-    return;
+  if (done_) return;
   done_ = true;
   CheckEnds();
   // Released in the opposite order: the destination, the source, the keys.
@@ -265,8 +258,7 @@ void SyncUserFiles::Run() {
     key = MakeRemoteKeys(destination, keys);
   }
   source = Connect(src_, "src");
-  if (!SourceExists(source))
-    return;
+  if (!SourceExists(source)) return;
   freebsd_ = IsFreeBsd(source);
   if (dst_.local) {
     PrepareLocalDestination();
@@ -284,10 +276,8 @@ void SyncUserFiles::Run() {
 }
 
 void SyncUserFiles::CheckEnds() const {
-  if (src_.local)
-    throw trel_err::Error("unsupported", "sync", "from local source");
-  if (dst_.path.empty())
-    throw trel_err::Error("tarvin", "param_missed", "destination");
+  if (src_.local) throw trel_err::Error("unsupported", "sync", "from local source");
+  if (dst_.path.empty()) throw trel_err::Error("tarvin", "param_missed", "destination");
 }
 
 std::string SyncUserFiles::KeyPrefix() const {
@@ -300,8 +290,7 @@ std::string SyncUserFiles::KeyPrefix() const {
 std::string SyncUserFiles::MakeLocalKeys(const KeyTemp& keys) const {
   trel_proc::Execute keygen("ssh-keygen -q -t rsa -N \"\" -f " + keys.Private(), kCaptureAll);
   keygen.SetUser(user_);
-  if (keygen.Result() != 0)
-    throw trel_err::Error("tarvin", "create_sshkey", keygen.Str());
+  if (keygen.Result() != 0) throw trel_err::Error("tarvin", "create_sshkey", keygen.Str());
   if (!trel_file::Exists(keys.Public())) {
     throw trel_err::Error("tarvin", "create_sshkey", "missed file '" + keys.Public() + "'");
   }
@@ -336,8 +325,7 @@ std::string SyncUserFiles::MakeRemoteKeys(const Connection& destination,
 bool SyncUserFiles::SourceExists(const Connection& source) const {
   // Without a path the shell's test gets "-e" alone, which is a text and thereby true.
   source->Execute("test -e " + trel_proc::Escape(src_.path));
-  if (source->Result() == 0)
-    return true;
+  if (source->Result() == 0) return true;
   TARVIN_LOG(9, "%s:%d Source directory (remote) '%s' doesn't exist. Skip it", TARVIN_PLACE,
              src_.path.c_str());
   return false;
@@ -346,8 +334,7 @@ bool SyncUserFiles::SourceExists(const Connection& source) const {
 bool SyncUserFiles::IsFreeBsd(const Connection& source) const {
   source->Execute("uname");
   const std::string system = source->Str();
-  if (source->Result() != 0)
-    throw trel_err::Error("tarvin", "remotecmd", "uname");
+  if (source->Result() != 0) throw trel_err::Error("tarvin", "remotecmd", "uname");
   if (system.rfind("FreeBSD", 0) == 0) {
     TARVIN_LOG(9, "%s:%d assume src OS is FreeBSD", TARVIN_PLACE);
     return true;
@@ -357,8 +344,7 @@ bool SyncUserFiles::IsFreeBsd(const Connection& source) const {
 }
 
 void SyncUserFiles::PrepareLocalDestination() const {
-  if (trel_file::Exists(dst_.path))
-    return;
+  if (trel_file::Exists(dst_.path)) return;
   if (dst_.relpath.empty()) {
     TARVIN_LOG(9,
                "%s:%d Destination directory (local) '%s' doesn't exist. It may cause rsync error",
@@ -372,15 +358,13 @@ void SyncUserFiles::PrepareLocalDestination() const {
   trel_proc::Execute mkdir("mkdir -p ~/" + dst_.relpath, kCaptureAll);
   mkdir.SetUser(user_);
   mkdir.SetEnv("HOME", trel_user::GetHome(user_));
-  if (mkdir.Result() != 0)
-    throw trel_err::Error("tarvin", "create_relpath", mkdir.Str());
+  if (mkdir.Result() != 0) throw trel_err::Error("tarvin", "create_relpath", mkdir.Str());
 }
 
 void SyncUserFiles::PrepareRemoteDestination(const Connection& destination,
                                              const Connection& source) const {
   destination->Execute("test -e " + trel_proc::Escape(dst_.path));
-  if (destination->Result() == 0)
-    return;
+  if (destination->Result() == 0) return;
   if (dst_.relpath.empty()) {
     TARVIN_LOG(9,
                "%s:%d Destination directory (remote) '%s' doesn't exist. It may cause rsync error",
@@ -394,13 +378,11 @@ void SyncUserFiles::PrepareRemoteDestination(const Connection& destination,
   // Goes to the source, in the source's form, although the directory is the destination's.
   const std::string mkdir = "mkdir -p ~/" + dst_.relpath;
   source->Execute(AsUser(mkdir));
-  if (source->Result() != 0)
-    throw trel_err::Error("tarvin", "remotecmd", mkdir);
+  if (source->Result() != 0) throw trel_err::Error("tarvin", "remotecmd", mkdir);
 }
 
 std::string SyncUserFiles::AsUser(const std::string& command) const {
-  if (freebsd_)
-    return "su " + user_ + " -c '" + command + "'";
+  if (freebsd_) return "su " + user_ + " -c '" + command + "'";
   return "su -s /bin/sh -c '" + command + "' " + user_;
 }
 
@@ -423,25 +405,20 @@ void SyncUserFiles::InstallKey(const Connection& source, const std::string& key)
 
 std::vector<std::string> SyncUserFiles::RsyncArguments(const KeyTemp& keys) const {
   std::vector<std::string> arguments;
-  if (!dst_.local)
-    arguments.push_back("cd ~/ &&");
+  if (!dst_.local) arguments.push_back("cd ~/ &&");
   const std::string quote = dst_.local ? "" : "\"";
   arguments.insert(arguments.end(),
                    {"rsync", "-e",
                     quote + "ssh -i " + keys.Private() + " -p " + str::Str(src_.port) +
                         " -o StrictHostKeyChecking=no" + quote});
-  if (checksum_)
-    arguments.push_back("-c");
+  if (checksum_) arguments.push_back("-c");
   arguments.insert(arguments.end(), {"-r", "-l", "-H", "-p", "-t", "-z"});
-  if (!overwrite_)
-    arguments.push_back("--ignore-existing");
+  if (!overwrite_) arguments.push_back("--ignore-existing");
   arguments.insert(arguments.end(), {"--exclude=/tmp", "--exclude=/mod-tmp", "--exclude=/php-bin/*",
                                      "--exclude=/logs/*", "--exclude=/webdav"});
   constexpr int kWithUserCages = 0x20104;
-  if (trel_env::GetOsType() == kWithUserCages)
-    arguments.push_back("--exclude=/.cagefs");
-  for (const auto& path : excludes_)
-    arguments.push_back("--exclude=" + path);
+  if (trel_env::GetOsType() == kWithUserCages) arguments.push_back("--exclude=/.cagefs");
+  for (const auto& path : excludes_) arguments.push_back("--exclude=" + path);
   const std::string login_dir = dst_.local ? "." : "~";
   arguments.push_back(user_ + "@" + QuotedIP(src_.host) + ":" +
                       (src_.path.empty() ? login_dir : src_.path) + "/");
@@ -455,13 +432,10 @@ void SyncUserFiles::Copy(const Connection& destination, std::vector<std::string>
   constexpr int kPartialTransfer = 23;
   for (int retries = 5;;) {
     RunRsync(destination, arguments);
-    if (result_ == 0)
-      return;
+    if (result_ == 0) return;
     TARVIN_LOG(3, "rsync output: '%s'", output_.c_str());
-    if (std::count(std::begin(kWorthARetry), std::end(kWorthARetry), result_) == 0)
-      return;
-    if (--retries == 0)
-      return;
+    if (std::count(std::begin(kWorthARetry), std::end(kWorthARetry), result_) == 0) return;
+    if (--retries == 0) return;
     TARVIN_LOG(4, "An error (rsync code %d) occured while syncing files. Retries left: %d", result_,
                retries);
     if (result_ == kPartialTransfer && std::erase(arguments, "-l") > 0) {
@@ -493,8 +467,7 @@ void SyncUserFiles::RestoreAuthorizedKeys(const Connection& source, const std::s
   // rm does not read the key that it is given.
   source->In() << (had_keys ? saved : key);
   source->CloseIn();
-  if (source->Result() == 0)
-    return;
+  if (source->Result() == 0) return;
   if (had_keys) {
     TARVIN_LOG(4, "failed to restore original state of source remote authorized_keys file");
   } else {

@@ -12,167 +12,167 @@
 
 /// The routines that the job's steps share, all of them exported from the shared object. Failures
 /// are thrown as trel_err::Error.
-namespace tarvin __attribute__((visibility("default"))) {
+namespace tarvin {
 
-  // --- Parameters
-  // ---------------------------------------------------------------------------------
+// --- Parameters
+// ---------------------------------------------------------------------------------
 
-  /// A parameters file: one "key = value" a line, nothing escaped. The file holds secrets: Set
-  /// gives it the mode 0600, and Get logs "*" for `password` and every key that contains "_auth".
-  class BinParams {
-   public:
-    /// `name`: the section, which names the file that Set makes.
-    explicit BinParams(const std::string& name);
-    /// Adds what `file` holds to `params`; of a key that occurs twice the later line wins. A line
-    /// without " = " is a key with an empty value. Throws AssertError for an empty name and what
-    /// trel_file::Read throws.
-    BinParams& Get(const std::string& file, StringMap& params);
-    /// Writes `params` to the object's file: the first time a new one in "var", which outlives the
-    /// object, later the same one.
-    BinParams& Set(const StringMap& params);
+/// A parameters file: one "key = value" a line, nothing escaped. The file holds secrets: Set
+/// gives it the mode 0600, and Get logs "*" for `password` and every key that contains "_auth".
+class BinParams {
+ public:
+  /// `name`: the section, which names the file that Set makes.
+  explicit BinParams(const std::string& name);
+  /// Adds what `file` holds to `params`; of a key that occurs twice the later line wins. A line
+  /// without " = " is a key with an empty value. Throws AssertError for an empty name and what
+  /// trel_file::Read throws.
+  BinParams& Get(const std::string& file, StringMap& params);
+  /// Writes `params` to the object's file: the first time a new one in "var", which outlives the
+  /// object, later the same one.
+  BinParams& Set(const StringMap& params);
 
-   private:
-    std::string path_;
-    std::string name_;
-  };
+ private:
+  std::string path_;
+  std::string name_;
+};
 
-  /// "key=value" for each entry in key order with "&" between them; only the values are encoded.
-  std::string JoinParams(const StringMap& params);
+/// "key=value" for each entry in key order with "&" between them; only the values are encoded.
+std::string JoinParams(const StringMap& params);
 
-  /// `format` with each "?" replaced, in order, by an encoded argument; "?" that are left stay.
-  /// Throws "tarvin" / "query_args" for more arguments than "?".
-  std::string SubstParams(const std::string& format, const std::list<std::string>& args);
-  std::string SubstParams(const std::string& format, const std::string& a1);
-  std::string SubstParams(const std::string& format, const std::string& a1, const std::string& a2);
-  std::string SubstParams(const std::string& format, const std::string& a1, const std::string& a2,
-                          const std::string& a3);
+/// `format` with each "?" replaced, in order, by an encoded argument; "?" that are left stay.
+/// Throws "tarvin" / "query_args" for more arguments than "?".
+std::string SubstParams(const std::string& format, const std::list<std::string>& args);
+std::string SubstParams(const std::string& format, const std::string& a1);
+std::string SubstParams(const std::string& format, const std::string& a1, const std::string& a2);
+std::string SubstParams(const std::string& format, const std::string& a1, const std::string& a2,
+                        const std::string& a3);
 
-  // --- Source panel
-  // -------------------------------------------------------------------------------
+// --- Source panel
+// -------------------------------------------------------------------------------
 
-  /// Sends `query` with the session key `auth` to the panel at `url`, which has 45 seconds, and
-  /// returns its reply. A function that the session may not call is thrown as "tarvin" /
-  /// "func_access" with the text behind "func=", whose length is the position of the next "&";
-  /// every other failure as the client throws it.
-  trel_xml::Xml RemoteQuery(const std::string& url, const std::string& auth,
-                            const std::string& query);
+/// Sends `query` with the session key `auth` to the panel at `url`, which has 45 seconds, and
+/// returns its reply. A function that the session may not call is thrown as "tarvin" /
+/// "func_access" with the text behind "func=", whose length is the position of the next "&";
+/// every other failure as the client throws it.
+trel_xml::Xml RemoteQuery(const std::string& url, const std::string& auth,
+                          const std::string& query);
 
-  /// Opens a session of `username` on the panel at `url` with the administrator's key `root_auth`,
-  /// by way of a login key that is used once, and returns the new session key. Names and keys are
-  /// sent as they are. Throws what the client throws.
-  std::string GetAuthID(const std::string& url, const std::string& root_auth,
-                        const std::string& username);
+/// Opens a session of `username` on the panel at `url` with the administrator's key `root_auth`,
+/// by way of a login key that is used once, and returns the new session key. Names and keys are
+/// sent as they are. Throws what the client throws.
+std::string GetAuthID(const std::string& url, const std::string& root_auth,
+                      const std::string& username);
 
-  // --- Hosts
-  // --------------------------------------------------------------------------------------
+// --- Hosts
+// --------------------------------------------------------------------------------------
 
-  /// Runs `command` through a shell of its own, feeding it `input` unless that is empty, and
-  /// returns its output. Throws "tarvin" / "remotecmd" / command for a status other than 0.
-  std::string ExecuteRemoteRootCommand(const std::shared_ptr<trel_rpc::SSH>& ssh,
-                                       const std::string& command, const std::string& input);
+/// Runs `command` through a shell of its own, feeding it `input` unless that is empty, and
+/// returns its output. Throws "tarvin" / "remotecmd" / command for a status other than 0.
+std::string ExecuteRemoteRootCommand(const std::shared_ptr<trel_rpc::SSH>& ssh,
+                                     const std::string& command, const std::string& input);
 
-  /// The host in an address such as a URL: what stands between the scheme and the first ":", else
-  /// the first "/"; of a bracketed IPv6 address what is in the brackets.
-  std::string GetHostName(const std::string& address);
+/// The host in an address such as a URL: what stands between the scheme and the first ":", else
+/// the first "/"; of a bracketed IPv6 address what is in the brackets.
+std::string GetHostName(const std::string& address);
 
-  /// `address` in brackets when it is an IPv6 address, otherwise as it is.
-  std::string QuotedIP(std::string address);
+/// `address` in brackets when it is an IPv6 address, otherwise as it is.
+std::string QuotedIP(std::string address);
 
-  // --- Files
-  // --------------------------------------------------------------------------------------
+// --- Files
+// --------------------------------------------------------------------------------------
 
-  /// The names of a temporary key pair, free when drawn; its files are removed when it ends.
-  class KeyTemp {
-   public:
-    /// Draws `prefix` + 8 hexadecimal digits until neither file exists.
-    explicit KeyTemp(const std::string& prefix);
-    ~KeyTemp();
-    KeyTemp(const KeyTemp&) = delete;
-    KeyTemp& operator=(const KeyTemp&) = delete;
+/// The names of a temporary key pair, free when drawn; its files are removed when it ends.
+class KeyTemp {
+ public:
+  /// Draws `prefix` + 8 hexadecimal digits until neither file exists.
+  explicit KeyTemp(const std::string& prefix);
+  ~KeyTemp();
+  KeyTemp(const KeyTemp&) = delete;
+  KeyTemp& operator=(const KeyTemp&) = delete;
 
-    const std::string& Private() const { return private_; }
-    const std::string& Public() const { return public_; }
+  const std::string& Private() const { return private_; }
+  const std::string& Public() const { return public_; }
 
-   private:
-    std::string private_;
-    std::string public_;
-  };
+ private:
+  std::string private_;
+  std::string public_;
+};
 
-  /// Copies a user's directory tree from another host with rsync, as that user and with that user's
-  /// rights on both ends, by way of a key pair that lives for the time of the copy: its public half
-  /// stands in the user's `authorized_keys` on the source, which is put back afterwards.
-  class SyncUserFiles {
-   public:
-    /// One end of a copy.
-    struct ServerParams {
-      bool local = true;     ///< this host
-      std::string path;      ///< directory; of a source, empty is the login directory
-      std::string url;       ///< address of a remote end
-      std::string host;      ///< taken from url
-      std::string login;     ///< SSH login of an administrator
-      std::string password;  ///< empty when a key is used
-      std::string key;       ///< private key; decides how to log in by being not empty
-      std::string relpath;   ///< of a destination that may be missing: relative to the user's home
-      int port = 0;          ///< SSH port
+/// Copies a user's directory tree from another host with rsync, as that user and with that user's
+/// rights on both ends, by way of a key pair that lives for the time of the copy: its public half
+/// stands in the user's `authorized_keys` on the source, which is put back afterwards.
+class SyncUserFiles {
+ public:
+  /// One end of a copy.
+  struct ServerParams {
+    bool local = true;     ///< this host
+    std::string path;      ///< directory; of a source, empty is the login directory
+    std::string url;       ///< address of a remote end
+    std::string host;      ///< taken from url
+    std::string login;     ///< SSH login of an administrator
+    std::string password;  ///< empty when a key is used
+    std::string key;       ///< private key; decides how to log in by being not empty
+    std::string relpath;   ///< of a destination that may be missing: relative to the user's home
+    int port = 0;          ///< SSH port
 
-      void Local(const std::string& path);
-      void SetRelPath(const std::string& relpath);
-      void RemotePasswd(const std::string& path, const std::string& url, const std::string& login,
-                        const std::string& password, int port);
-      void RemoteKey(const std::string& path, const std::string& url, const std::string& login,
-                     const std::string& key, int port);
-
-     private:
-      void Remote(const std::string& path, const std::string& url, const std::string& login,
-                  int port);
-    };
-
-    /// `user`: the hosting user on both ends; `overwrite` off keeps files that the destination has;
-    /// `excludes`: further paths to leave out, may be null.
-    SyncUserFiles(const std::string& user, const ServerParams& src, const ServerParams& dst,
-                  bool overwrite, const std::list<std::string>* excludes);
-
-    /// Copies, the first time that it is called. An rsync that fails is a result and no error; what
-    /// keeps it from being run is thrown.
-    void Run();
-    /// Runs, and gives the exit status of the last rsync; 0 also when the source does not exist.
-    int Result();
-    /// What the last rsync wrote.
-    std::string Output() const;
-    /// Whether files are compared by checksum (the default) or by time and size.
-    void UseRsyncChecksum(bool checksum);
+    void Local(const std::string& path);
+    void SetRelPath(const std::string& relpath);
+    void RemotePasswd(const std::string& path, const std::string& url, const std::string& login,
+                      const std::string& password, int port);
+    void RemoteKey(const std::string& path, const std::string& url, const std::string& login,
+                   const std::string& key, int port);
 
    private:
-    using Connection = std::shared_ptr<trel_rpc::SSH>;
-
-    void CheckEnds() const;
-    std::string KeyPrefix() const;
-    std::string MakeLocalKeys(const KeyTemp& keys) const;
-    static Connection Connect(const ServerParams& end, const std::string& name);
-    std::string MakeRemoteKeys(const Connection& destination, const KeyTemp& keys) const;
-    bool SourceExists(const Connection& source) const;
-    bool IsFreeBsd(const Connection& source) const;
-    void PrepareLocalDestination() const;
-    void PrepareRemoteDestination(const Connection& destination, const Connection& source) const;
-    std::string SaveAuthorizedKeys(const Connection& source) const;
-    void InstallKey(const Connection& source, const std::string& key) const;
-    std::vector<std::string> RsyncArguments(const KeyTemp& keys) const;
-    void Copy(const Connection& destination, std::vector<std::string> arguments);
-    void RunRsync(const Connection& destination, const std::vector<std::string>& arguments);
-    void RestoreAuthorizedKeys(const Connection& source, const std::string& saved,
-                               const std::string& key) const;
-    std::string AsUser(const std::string& command) const;
-
-    bool done_ = false;
-    bool checksum_ = true;
-    int result_ = 0;
-    std::string user_;
-    ServerParams src_;
-    ServerParams dst_;
-    bool overwrite_;
-    std::string output_;
-    std::list<std::string> excludes_;
-    bool freebsd_ = false;
+    void Remote(const std::string& path, const std::string& url, const std::string& login,
+                int port);
   };
 
-}  // namespace )
+  /// `user`: the hosting user on both ends; `overwrite` off keeps files that the destination has;
+  /// `excludes`: further paths to leave out, may be null.
+  SyncUserFiles(const std::string& user, const ServerParams& src, const ServerParams& dst,
+                bool overwrite, const std::list<std::string>* excludes);
+
+  /// Copies, the first time that it is called. An rsync that fails is a result and no error; what
+  /// keeps it from being run is thrown.
+  void Run();
+  /// Runs, and gives the exit status of the last rsync; 0 also when the source does not exist.
+  int Result();
+  /// What the last rsync wrote.
+  std::string Output() const;
+  /// Whether files are compared by checksum (the default) or by time and size.
+  void UseRsyncChecksum(bool checksum);
+
+ private:
+  using Connection = std::shared_ptr<trel_rpc::SSH>;
+
+  void CheckEnds() const;
+  std::string KeyPrefix() const;
+  std::string MakeLocalKeys(const KeyTemp& keys) const;
+  static Connection Connect(const ServerParams& end, const std::string& name);
+  std::string MakeRemoteKeys(const Connection& destination, const KeyTemp& keys) const;
+  bool SourceExists(const Connection& source) const;
+  bool IsFreeBsd(const Connection& source) const;
+  void PrepareLocalDestination() const;
+  void PrepareRemoteDestination(const Connection& destination, const Connection& source) const;
+  std::string SaveAuthorizedKeys(const Connection& source) const;
+  void InstallKey(const Connection& source, const std::string& key) const;
+  std::vector<std::string> RsyncArguments(const KeyTemp& keys) const;
+  void Copy(const Connection& destination, std::vector<std::string> arguments);
+  void RunRsync(const Connection& destination, const std::vector<std::string>& arguments);
+  void RestoreAuthorizedKeys(const Connection& source, const std::string& saved,
+                             const std::string& key) const;
+  std::string AsUser(const std::string& command) const;
+
+  bool done_ = false;
+  bool checksum_ = true;
+  int result_ = 0;
+  std::string user_;
+  ServerParams src_;
+  ServerParams dst_;
+  bool overwrite_;
+  std::string output_;
+  std::list<std::string> excludes_;
+  bool freebsd_ = false;
+};
+
+}  // namespace tarvin

@@ -66,8 +66,7 @@ std::string ImportAbstract::GetError(const trel_err::Error& error) const {
 #pragma GCC diagnostic ignored "-Wformat-extra-args"
   TARVIN_LOG(9, "%s:%d error xml: ", TARVIN_PLACE, error.xml().Str(true).c_str());
 #pragma GCC diagnostic pop
-  if (const auto message = error.xml().GetNode("/doc/error/msg"))
-    return message.Str();
+  if (const auto message = error.xml().GetNode("/doc/error/msg")) return message.Str();
   TARVIN_LOG(4, "there is no message in xml node on error '%s'", error.what());
   return error.what();
 }
@@ -91,8 +90,7 @@ RemoteShellSwitch::RemoteShellSwitch(StringMap& params)
 RemoteShellSwitch4::RemoteShellSwitch4(StringMap& params) : RemoteShellSwitch(params) {
   TARVIN_LOG(8, "%s", "tarvin_bin::RemoteShellSwitch4::RemoteShellSwitch4(StringMap&)");
   std::string query = "func=user.edit&sok=ok&shell=on";
-  if (!BuildQuery(query))
-    return;
+  if (!BuildQuery(query)) return;
   switched_on_ = true;
   TARVIN_LOG(1, "Turning on shell access for user '%s' on '%s'", username_.c_str(), url_.c_str());
   tarvin::RemoteQuery(url_, root_auth_, query);
@@ -100,8 +98,7 @@ RemoteShellSwitch4::RemoteShellSwitch4(StringMap& params) : RemoteShellSwitch(pa
 
 RemoteShellSwitch4::~RemoteShellSwitch4() {
   TARVIN_LOG(8, "%s", "virtual tarvin_bin::RemoteShellSwitch4::~RemoteShellSwitch4()");
-  if (!switched_on_)
-    return;
+  if (!switched_on_) return;
   std::string query = "func=user.edit&sok=ok&shell=off";
   BuildQuery(query);
   TARVIN_LOG(1, "Turning off shell access for user '%s' on '%s'", username_.c_str(), url_.c_str());
@@ -113,11 +110,9 @@ bool RemoteShellSwitch4::BuildQuery(std::string& query) {
       tarvin::RemoteQuery(url_, root_auth_, "func=user.edit&elid=" + str::url::Encode(username_));
   bool is_off = true;
   for (const auto& field : form.GetNodes("/doc/*")) {
-    if (!field.IsNode())
-      continue;
+    if (!field.IsNode()) continue;
     if (field.Name() == "shell") {
-      if (field.Str() == "on")
-        is_off = false;
+      if (field.Str() == "on") is_off = false;
     } else {
       query += "&" + field.Name() + "=" + str::url::Encode(field.Str());
     }
@@ -130,8 +125,7 @@ RemoteShellSwitch5::RemoteShellSwitch5(StringMap& params) : RemoteShellSwitch(pa
   const std::string user = str::url::Encode(username_);
   const auto form = tarvin::RemoteQuery(url_, root_auth_, "func=user.edit&elid=" + user);
   const auto shell = form.GetNode("/doc/limit_shell");
-  if (shell && shell.Str() == "on")
-    return;
+  if (shell && shell.Str() == "on") return;
   switched_on_ = true;
   TARVIN_LOG(1, "Turning on shell access for user '%s' on '%s'", username_.c_str(), url_.c_str());
   tarvin::RemoteQuery(url_, root_auth_, "func=user.edit&sok=ok&limit_shell=on&elid=" + user);
@@ -139,8 +133,7 @@ RemoteShellSwitch5::RemoteShellSwitch5(StringMap& params) : RemoteShellSwitch(pa
 
 RemoteShellSwitch5::~RemoteShellSwitch5() {
   TARVIN_LOG(8, "%s", "virtual tarvin_bin::RemoteShellSwitch5::~RemoteShellSwitch5()");
-  if (!switched_on_)
-    return;
+  if (!switched_on_) return;
   TARVIN_LOG(1, "Turning off shell access for user '%s' on '%s'", username_.c_str(), url_.c_str());
   tarvin::RemoteQuery(url_, root_auth_,
                       "func=user.edit&sok=ok&limit_shell=off&elid=" + str::url::Encode(username_));
@@ -166,8 +159,7 @@ Import4::Import4(const StringMap& params, const std::string& params_file)
 }
 
 Import4::~Import4() {
-  if (!user_disabled_)
-    return;
+  if (!user_disabled_) return;
   try {
     tarvin::RemoteQuery(url_, root_auth_, "func=user.disable&elid=" + str::url::Encode(username_));
   } catch (const trel_err::Error& error) {
@@ -184,8 +176,7 @@ int Import4::Run() {
     RegisterCritical(error);
     result = 1;
   }
-  if (import_files_ != "on")
-    return result;
+  if (import_files_ != "on") return result;
   try {
     CopyRemoteFiles();
     FixDirAccess();
@@ -263,8 +254,7 @@ std::map<std::string, SPasswd> ParsePasswd(const std::string& text) {
   std::istringstream lines(text);
   for (std::string raw; std::getline(lines, raw);) {
     std::string line = str::Trim(raw);
-    if (line.empty() || line.front() == '#')
-      continue;
+    if (line.empty() || line.front() == '#') continue;
     const std::string name = str::GetWord(line, ':');
     str::GetWord(line, ':');  // the password field
     SPasswd account;
@@ -289,12 +279,9 @@ bool IsMailAccount(const std::string& name, const std::string& home,
     return false;
   };
   // A prefix of the text: /home/u1 is one of /home/u10 too.
-  if (home.rfind(owner_home, 0) != 0)
-    return skip("homedir");
-  if (name.rfind("virtuser_", 0) != 0)
-    return skip("username mask");
-  if (home.find("email") == std::string::npos)
-    return skip("homedir check");
+  if (home.rfind(owner_home, 0) != 0) return skip("homedir");
+  if (name.rfind("virtuser_", 0) != 0) return skip("username mask");
+  if (home.find("email") == std::string::npos) return skip("homedir check");
   return true;
 }
 
@@ -336,8 +323,7 @@ void Import4::FixRemoteEmailFileAccess(std::shared_ptr<trel_rpc::SSH> ssh) {
     return;
   }
   for (const auto& [name, account] : accounts) {
-    if (!IsMailAccount(name, account.homedir, owner->second.homedir))
-      continue;
+    if (!IsMailAccount(name, account.homedir, owner->second.homedir)) continue;
     TARVIN_LOG(8, "%s processing files of user '%s'", "FixRemoteEmailFileAccess", name.c_str());
     if (!ChmodFound(*ssh, name, account.homedir, "d", "g+rx")) {
       TARVIN_LOG(3, "failed to chmod remote email dirs of user '%s' (owner '%s'): '%s'",
@@ -375,7 +361,7 @@ struct Import {
 
 /// The job's entry, which the launcher calls as it would a program's main. argv[1]: the parameters
 /// file. Returns the exit status; what is thrown is the launcher's to report.
-extern "C" __attribute__((visibility("default"))) int vormain(int argc, char** argv) {
+extern "C" int vormain(int argc, char** argv) {
   using namespace tarvin_bin;
   trel_log::Init("tarvin", 9);
   if (argc != 2) {

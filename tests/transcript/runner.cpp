@@ -49,21 +49,19 @@ struct Stage {
   }
 };
 
-void RunVormain(const Stage& stage, std::string arguments) {
+void RunVormain(const Stage& stage, const std::string& arguments) {
   std::vector<std::string> texts{"tarvin"};
   if (arguments.empty()) {
     const std::string file = stage.dir + "/params";
     std::ofstream lines(file);
-    for (const auto& [key, value] : stage.world.params)
-      lines << key << " = " << value << "\n";
+    for (const auto& [key, value] : stage.world.params) lines << key << " = " << value << "\n";
     texts.push_back(file);
   } else if (arguments != "without arguments") {
-    while (!arguments.empty())
-      texts.push_back(str::GetWord(arguments, ' '));
+    std::string rest = stage.story.Expand(arguments);
+    while (!rest.empty()) texts.push_back(str::GetWord(rest, ' '));
   }
   std::vector<char*> argv;
-  for (auto& text : texts)
-    argv.push_back(text.data());
+  for (auto& text : texts) argv.push_back(text.data());
   const int result = vormain(static_cast<int>(argv.size()), argv.data());
   stage.Tell("returns", std::to_string(result));
 }
@@ -86,15 +84,12 @@ tarvin::SyncUserFiles::ServerParams MakeEnd(const Stage& stage, const std::strin
 void RunSync(const Stage& stage, const std::string& arguments) {
   std::list<std::string> excludes;
   std::string rest = stage.Set("excludes");
-  while (!rest.empty())
-    excludes.push_back(str::GetWord(rest, ' '));
+  while (!rest.empty()) excludes.push_back(str::GetWord(rest, ' '));
   tarvin::SyncUserFiles files(stage.Set("user"), MakeEnd(stage, "src"), MakeEnd(stage, "dst"),
                               stage.Set("overwrite") == "on",
                               excludes.empty() ? nullptr : &excludes);
-  if (!stage.Set("checksum").empty())
-    files.UseRsyncChecksum(stage.Set("checksum") == "on");
-  if (arguments == "twice")
-    stage.Tell("first returns", std::to_string(files.Result()));
+  if (!stage.Set("checksum").empty()) files.UseRsyncChecksum(stage.Set("checksum") == "on");
+  if (arguments == "twice") stage.Tell("first returns", std::to_string(files.Result()));
   stage.Tell("returns", std::to_string(files.Result()));
   stage.Tell("output", "'" + files.Output() + "'");
 }
@@ -110,8 +105,7 @@ void RunSession(const Stage& stage, const std::string&) {
     return tarvin::GetAuthID(stage.Set("url"), stage.Set("auth"), stage.Set("username"));
   };
   stage.Tell("returns", "'" + open() + "'");
-  if (!stage.Set("twice").empty())
-    stage.Tell("returns", "'" + open() + "'");
+  if (!stage.Set("twice").empty()) stage.Tell("returns", "'" + open() + "'");
 }
 
 void RunRemoteCommand(const Stage& stage, const std::string&) {
@@ -134,8 +128,7 @@ void RunOptions(const Stage& stage, const std::string& arguments) {
 void RunParams(const Stage& stage, const std::string&) {
   StringMap params;
   tarvin::BinParams("tarvin_params").Get(stage.Set("file"), params);
-  for (const auto& [key, value] : params)
-    stage.Tell("holds", "'" + key + "' = '" + value + "'");
+  for (const auto& [key, value] : params) stage.Tell("holds", "'" + key + "' = '" + value + "'");
 }
 
 void Call(const Stage& stage, const std::string& run) {
@@ -150,8 +143,7 @@ void Call(const Stage& stage, const std::string& run) {
   };
   std::string arguments = run;
   const auto verb = kVerbs.find(str::GetWord(arguments, ' '));
-  if (verb == kVerbs.end())
-    throw std::runtime_error("cannot run '" + run + "'");
+  if (verb == kVerbs.end()) throw std::runtime_error("cannot run '" + run + "'");
   try {
     verb->second(stage, arguments);
   } catch (const trel_err::Error& error) {
@@ -161,8 +153,7 @@ void Call(const Stage& stage, const std::string& run) {
 
 /// Ends the process without what the end of a program does; coverage is kept.
 [[noreturn]] void End(int status) {
-  if (__gcov_dump != nullptr)
-    __gcov_dump();
+  if (__gcov_dump != nullptr) __gcov_dump();
   _exit(status);
 }
 
@@ -177,16 +168,14 @@ Story* terminated_story = nullptr;
 void TellPrinted(const Stage& stage, const std::string& file) {
   std::fflush(stdout);
   std::istringstream lines(ReadAll(file));
-  for (std::string line; std::getline(lines, line);)
-    stage.Tell("prints", line);
+  for (std::string line; std::getline(lines, line);) stage.Tell("prints", line);
 }
 
 void TellFiles(const Script& script, Story& story) {
   for (const auto& event : script.story) {
     std::string file = event.text;
     const std::string word = str::GetWord(file, ' ');
-    if (word != "there" && word != "gone")
-      continue;
+    if (word != "there" && word != "gone") continue;
     story.Tell((fs::exists(fs::symlink_status(story.Expand(file))) ? "there " : "gone ") + file);
   }
 }
@@ -194,19 +183,16 @@ void TellFiles(const Script& script, Story& story) {
 /// The process that runs the script.
 void Perform(const Script& script, const std::string& dir, const std::string& story_file) {
   setenv("TZ", "UTC", 1);
-  if (chdir(dir.c_str()) != 0)
-    throw std::runtime_error("chdir " + dir);
+  if (chdir(dir.c_str()) != 0) throw std::runtime_error("chdir " + dir);
   const std::string printed = story_file + ".printed";
-  if (std::freopen(printed.c_str(), "w", stdout) == nullptr)
-    throw std::runtime_error(printed);
+  if (std::freopen(printed.c_str(), "w", stdout) == nullptr) throw std::runtime_error(printed);
   Story story(script, dir, story_file);
   terminated_story = &story;
   std::set_terminate(OnTerminate);
   const World world(script, story);
   trel_seam::Current() = MakeScripted(world, story);
   const Stage stage{world, story, dir};
-  if (script.run.rfind("vormain", 0) != 0)
-    trel_log::Init("test", 9);
+  if (script.run.rfind("vormain", 0) != 0) trel_log::Init("test", 9);
   Call(stage, script.run);
   TellPrinted(stage, printed);
   TellFiles(script, story);
@@ -215,8 +201,7 @@ void Perform(const Script& script, const std::string& dir, const std::string& st
 
 std::string Expected(const Script& script) {
   std::string text;
-  for (const auto& event : script.story)
-    text += event.text + "\n";
+  for (const auto& event : script.story) text += event.text + "\n";
   return text;
 }
 
@@ -241,8 +226,7 @@ Outcome Run(const fs::path& file) {
   int status = 0;
   waitpid(pid, &status, 0);
   Outcome outcome{Expected(script), ReadAll(story_file)};
-  if (status != 0)
-    outcome.happened += "ended with wait status " + std::to_string(status) + "\n";
+  if (status != 0) outcome.happened += "ended with wait status " + std::to_string(status) + "\n";
   fs::remove_all(folder);
   return outcome;
 }

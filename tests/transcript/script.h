@@ -18,6 +18,7 @@ struct Event {
 ///
 ///     # What the transcript shows, in words.
 ///     given ...           the world before (see World for what can be given)
+///     like FILE           what FILE gives, which lies beside or above the transcript
 ///     run ...             what is called (see Runner)
 ///     ----
 ///     an event            in order, one a line, as Story renders it

@@ -1,6 +1,7 @@
 #include "transcript/story.h"
 
 #include <fstream>
+#include <regex>
 
 namespace transcript {
 
@@ -21,8 +22,7 @@ std::vector<std::string> Story::Tell(const std::string& event) {
     return {};
   }
   std::vector<std::string> answers;
-  for (const auto& answer : script_.story[next_++].answers)
-    answers.push_back(Expand(answer));
+  for (const auto& answer : script_.story[next_++].answers) answers.push_back(Expand(answer));
   return answers;
 }
 
@@ -31,8 +31,10 @@ std::string Story::Expand(const std::string& text) const {
 }
 
 std::string Story::Render(const std::string& text) const {
-  std::string shown = ReplaceAll(text, dir_, "$DIR");
-  shown = ReplaceAll(shown, ReplaceAll(str::url::Encode(dir_), "%2F", "%2F"), "$DIR");
+  // The line within a source file is no behaviour.
+  static const std::regex place("(^|/)(tarvin(_bin(_lite|_common)?)?):[0-9]+ ");
+  std::string shown = std::regex_replace(text, place, "$1$2:# ");
+  for (const auto& dir : {dir_, str::url::Encode(dir_)}) shown = ReplaceAll(shown, dir, "$DIR");
   return ReplaceAll(ReplaceAll(shown, "\n", "\\n"), "\t", "\\t");
 }
 

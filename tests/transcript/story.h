@@ -22,7 +22,7 @@ class Story {
 
   /// `text` with "$DIR" filled in.
   std::string Expand(const std::string& text) const;
-  /// The opposite, with line feeds and tabs made visible.
+  /// The opposite, with line feeds and tabs made visible and lines of source files as "#".
   std::string Render(const std::string& text) const;
 
  private:

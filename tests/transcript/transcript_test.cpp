@@ -15,8 +15,7 @@ const fs::path kFolder = TRANSCRIPTS;
 std::vector<fs::path> AllTranscripts() {
   std::vector<fs::path> files;
   for (const auto& entry : fs::recursive_directory_iterator(kFolder)) {
-    if (entry.path().extension() == ".transcript")
-      files.push_back(entry.path());
+    if (entry.path().extension() == ".transcript") files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
   return files;

@@ -2,15 +2,13 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <stdexcept>
 
 namespace transcript {
 namespace {
 
 bool TakePrefix(std::string& text, std::string_view prefix) {
-  if (text.rfind(prefix, 0) != 0)
-    return false;
+  if (text.rfind(prefix, 0) != 0) return false;
   text.erase(0, prefix.size());
   return true;
 }
@@ -57,13 +55,11 @@ class ScriptedHttp : public trel_seam::Http {
 
   trel_seam::HttpReply Post(const trel_seam::HttpPost& post) override {
     std::string event = post.socket.empty() ? "source " : "local ";
-    if (!post.socket.empty() && post.agent != "tarvin")
-      event += "(as " + post.agent + ") ";
+    if (!post.socket.empty() && post.agent != "tarvin") event += "(as " + post.agent + ") ";
     if (post.socket.empty() && post.timeout != 45) {
       event += "(" + std::to_string(post.timeout) + " s) ";
     }
-    if (!post.language.empty() && post.language != "en")
-      event += "(in " + post.language + ") ";
+    if (!post.language.empty() && post.language != "en") event += "(in " + post.language + ") ";
     if (post.socket.empty() && post.url != "https://src.example:1500/panel") {
       event += "at " + post.url + " ";
     }
@@ -73,15 +69,13 @@ class ScriptedHttp : public trel_seam::Http {
   int Get(const std::string& url, int timeout,
           const std::function<void(std::string_view)>& sink) override {
     const auto reply = Answer(story_.Tell("fetch (" + std::to_string(timeout) + " s) " + url));
-    if (reply.status == 200)
-      sink(reply.body);
+    if (reply.status == 200) sink(reply.body);
     return reply.status;
   }
 
  private:
   trel_seam::HttpReply Answer(const std::vector<std::string>& answers) const {
-    if (story_.Diverged())
-      throw trel_seam::HttpFailure("not in the script");
+    if (story_.Diverged()) throw trel_seam::HttpFailure("not in the script");
     trel_seam::HttpReply reply{200, ""};
     for (auto answer : answers) {
       if (TakePrefix(answer, "status ")) {
@@ -92,8 +86,7 @@ class ScriptedHttp : public trel_seam::Http {
         reply.body += answer;
       }
     }
-    if (reply.body.empty())
-      reply.body = "<doc/>";
+    if (reply.body.empty()) reply.body = "<doc/>";
     return reply;
   }
 
@@ -109,15 +102,11 @@ class ScriptedConnection : public trel_seam::SshConnection {
 
   trel_seam::SshOutcome Finish(const std::string& input, bool closed) override {
     std::string event = "ssh " + host_ + " $ " + story_.Render(command_);
-    if (!input.empty() || closed)
-      event += "\n  stdin: " + story_.Render(input);
-    if (!input.empty() && !closed)
-      event += " (left open)";
+    if (!input.empty() || closed) event += "\n  stdin: " + story_.Render(input);
+    if (!input.empty() && !closed) event += " (left open)";
     const auto answer = ReadCommandAnswer(story_.Tell(event));
-    if (story_.Diverged())
-      throw Lost("not in the script");
-    if (!answer.lost.empty())
-      throw Lost(answer.lost);
+    if (story_.Diverged()) throw Lost("not in the script");
+    if (!answer.lost.empty()) throw Lost(answer.lost);
     return {answer.output, answer.status};
   }
 
@@ -172,23 +161,16 @@ class ScriptedProcesses : public trel_seam::Processes {
  private:
   std::string Describe(const trel_seam::ProcessRequest& request) const {
     std::string event = "child";
-    if (!request.user.empty())
-      event += " of " + request.user;
-    if (request.dir != "/")
-      event += " in " + story_.Render(request.dir);
-    for (const auto& [name, value] : request.env)
-      event += " " + name + "=" + story_.Render(value);
-    if (!request.capture_output)
-      event += " (output dropped)";
-    if (!request.capture_errors)
-      event += " (errors dropped)";
-    if (!request.own_group)
-      event += " (in our group)";
+    if (!request.user.empty()) event += " of " + request.user;
+    if (request.dir != "/") event += " in " + story_.Render(request.dir);
+    for (const auto& [name, value] : request.env) event += " " + name + "=" + story_.Render(value);
+    if (!request.capture_output) event += " (output dropped)";
+    if (!request.capture_errors) event += " (errors dropped)";
+    if (!request.own_group) event += " (in our group)";
     if (request.arguments[0] == "/bin/sh") {
       return event + " $ " + story_.Render(request.arguments[2]);
     }
-    for (const auto& argument : request.arguments)
-      event += "\n  " + story_.Render(argument);
+    for (const auto& argument : request.arguments) event += "\n  " + story_.Render(argument);
     return event;
   }
 
@@ -203,8 +185,7 @@ class ScriptedHost : public trel_seam::Host {
   std::int64_t Now() override { return 1'795'197'721'000'000; }
 
   std::string Random(std::size_t count) override {
-    while (random_.size() < count)
-      random_ += next_++;
+    while (random_.size() < count) random_ += next_++;
     const std::string bytes = random_.substr(0, count);
     random_.erase(0, count);
     return bytes;
@@ -212,8 +193,7 @@ class ScriptedHost : public trel_seam::Host {
 
   std::optional<std::string> HomeOf(const std::string& name) override {
     const auto home = world_.homes.find(name);
-    if (home == world_.homes.end())
-      return std::nullopt;
+    if (home == world_.homes.end()) return std::nullopt;
     return home->second;
   }
 
@@ -230,13 +210,9 @@ class ScriptedLog : public trel_seam::LogSink {
   ScriptedLog(const World& world, Story& story) : world_(world), story_(story) {}
 
   void Write(int level, std::string_view module, std::string_view message) noexcept override {
-    if (level > world_.log_level)
-      return;
-    // The line of a source file is no behaviour.
-    static const std::regex place("^(tarvin(_bin(_lite|_common)?)?):[0-9]+ ");
-    const std::string text = std::regex_replace(std::string(message), place, "$1:# ");
+    if (level > world_.log_level) return;
     const std::string from = module == "tarvin" ? "" : "(" + std::string(module) + ") ";
-    story_.Tell("log " + std::to_string(level) + " " + from + story_.Render(text));
+    story_.Tell("log " + std::to_string(level) + " " + from + story_.Render(std::string(message)));
   }
 
  private:
@@ -259,6 +235,7 @@ World::World(const Script& script, const Story& story) {
     } else if (kind == "dir") {
       std::filesystem::create_directories(rest);
     } else {
+      if (rest.size() > 2 && rest.substr(rest.size() - 2) == " =") rest += ' ';
       const std::string key = str::GetWord(rest, " = ");
       if (kind == "file") {
         WriteFile(key, rest);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -8,6 +9,8 @@
 #include "trel/export.h"
 
 namespace trel_seam {
+
+struct Conf;
 
 /// The exchange did not come to a reply: refused, timed out, cut off, a bad certificate.
 /// what() names the host and says what happened; it never holds a query or a key.
@@ -37,9 +40,10 @@ struct HttpReply {
 class Http {
  public:
   virtual ~Http() = default;
-  /// Sends `post` and returns the whole reply, whatever its status. Redirects are followed only
-  /// to the same scheme, host and port, and never for a post that goes out at most once.
-  /// Throws HttpFailure, also for a reply over 256 MiB.
+  /// Sends `post` and returns the whole reply, whatever its status. At most five redirects are
+  /// followed, with method and body kept, to the same scheme, host and port alone, and none for a
+  /// post that goes out at most once. Throws HttpFailure, also for a reply over 256 MiB; the
+  /// failure of a post that goes out at most once says when it may have been carried out.
   virtual HttpReply Post(const HttpPost& post) = 0;
   /// Gets `url`, handing the body of a reply with status 200 to `sink` piece by piece, and returns
   /// the status. `timeout` in seconds, 0: no limit; a dead peer is noticed all the same.
@@ -48,5 +52,8 @@ class Http {
   virtual int Get(const std::string& url, int timeout,
                   const std::function<void(std::string_view)>& sink) = 0;
 };
+
+/// The real body with a configuration of its own in place of the process's.
+TREL_EXPORT std::shared_ptr<Http> MakeHttp(const Conf& conf);
 
 }  // namespace trel_seam

@@ -8,6 +8,8 @@
 
 namespace trel_seam {
 
+struct Conf;
+
 /// Where to log in, and how. The secrets in it never leave it but to the peer.
 struct SshTarget {
   std::string host;
@@ -58,5 +60,8 @@ class Ssh {
   /// strict), and logs in. Throws SshFailure.
   virtual std::unique_ptr<SshConnection> Connect(const SshTarget& target) = 0;
 };
+
+/// The real body with a configuration of its own in place of the process's.
+TREL_EXPORT std::shared_ptr<Ssh> MakeSsh(const Conf& conf);
 
 }  // namespace trel_seam

@@ -18,8 +18,7 @@ std::string& Language() {
 /// True when one of the query's fields is "sok=ok".
 bool Submits(std::string_view query) {
   while (!query.empty()) {
-    if (str::GetWord(query, "&") == "sok=ok")
-      return true;
+    if (str::GetWord(query, "&") == "sok=ok") return true;
   }
   return false;
 }
@@ -44,8 +43,7 @@ trel_xml::Xml Exchange(const trel_seam::HttpPost& post, const std::string& place
   };
   try {
     auto document = trel_xml::Xml::Parse(std::move(reply.body));
-    if (document.GetRoot().Name() != "doc")
-      throw refuse("XML without the root 'doc'");
+    if (document.GetRoot().Name() != "doc") throw refuse("XML without the root 'doc'");
     return document;
   } catch (const trel_err::Error& error) {
     throw refuse(error.xml().GetNode("/doc/error/msg").Str());

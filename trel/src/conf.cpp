@@ -27,8 +27,7 @@ void SetPins(Conf& conf, const toml::value& value) {
   conf.pins.clear();
   for (const auto& [place, pin] : value.as_table()) {
     const auto& text = pin.as_string().str;
-    if (text.rfind("sha256//", 0) != 0)
-      throw std::invalid_argument("a pin is not sha256//...");
+    if (text.rfind("sha256//", 0) != 0) throw std::invalid_argument("a pin is not sha256//...");
     conf.pins[place] = text;
   }
 }
@@ -56,8 +55,7 @@ std::string PlaceOf(const std::string& file, const toml::value& value, const std
 
 void Set(Conf& conf, const std::string& file, const std::string& key, const toml::value& value) {
   const auto setter = Setters().find(key);
-  if (setter == Setters().end())
-    Refuse(PlaceOf(file, value, key), "unknown key");
+  if (setter == Setters().end()) Refuse(PlaceOf(file, value, key), "unknown key");
   try {
     setter->second(conf, value);
   } catch (const std::invalid_argument& error) {
@@ -81,14 +79,12 @@ toml::value Parse(const std::string& file) {
 
 Conf ReadConf() {
   const char* named = std::getenv("TREL_CONF");
-  if (named == nullptr && !trel_file::Exists(kDefaultFile))
-    return {};
+  if (named == nullptr && !trel_file::Exists(kDefaultFile)) return {};
   const std::string file = named != nullptr ? named : kDefaultFile;
   Conf conf;
   const toml::value root = Parse(file);
   for (const auto& [section, values] : root.as_table()) {
-    if (!values.is_table())
-      Refuse(PlaceOf(file, values, section), "unknown key");
+    if (!values.is_table()) Refuse(PlaceOf(file, values, section), "unknown key");
     for (const auto& [key, value] : values.as_table()) {
       Set(conf, file, section + "." + key, value);
     }

@@ -18,8 +18,7 @@ class Descriptor {
   int get() const { return fd_; }
   explicit operator bool() const { return fd_ >= 0; }
   void Close() {
-    if (fd_ >= 0)
-      close(std::exchange(fd_, -1));
+    if (fd_ >= 0) close(std::exchange(fd_, -1));
   }
 
  private:

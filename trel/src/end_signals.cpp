@@ -34,6 +34,5 @@ void trel_proc::CatchEndSignals() {
   struct sigaction action {};
   action.sa_handler = OnSignal;
   action.sa_flags = SA_RESTART;
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP})
-    sigaction(signal, &action, nullptr);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaction(signal, &action, nullptr);
 }

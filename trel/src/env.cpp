@@ -14,8 +14,7 @@ std::string ReadId(const std::string& text) {
   std::string_view rest = text;
   while (!rest.empty()) {
     std::string_view value = str::GetWord(rest, "\n");
-    if (str::GetWord(value, "=") != "ID")
-      continue;
+    if (str::GetWord(value, "=") != "ID") continue;
     while (!value.empty() && (value.front() == '"' || value.front() == '\''))
       value.remove_prefix(1);
     return std::string(value.substr(0, value.find_first_of("\"'")));

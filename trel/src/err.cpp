@@ -14,8 +14,7 @@ trel_xml::Xml MakeDocument(const std::string& type, const std::string& object,
   error.append_attribute("type") = type.c_str();
   error.append_attribute("object") = object.c_str();
   error.append_child("value").text() = value.c_str();
-  if (message != nullptr)
-    error.append_child("msg").text() = message->c_str();
+  if (message != nullptr) error.append_child("msg").text() = message->c_str();
   return trel_xml::Xml(document);
 }
 
@@ -24,8 +23,7 @@ std::string Describe(const std::string& type, const std::string& object, const s
                      const trel_xml::Xml& document) {
   std::string text = type;
   for (const auto* part : {&object, &value}) {
-    if (!part->empty())
-      str::Append(text, *part, ": ");
+    if (!part->empty()) str::Append(text, *part, ": ");
   }
   const std::string message = document.GetNode("/doc/error/msg").Str();
   return message.empty() || message == value ? text : text + " (" + message + ")";

@@ -18,23 +18,20 @@ namespace fs = std::filesystem;
 
 [[noreturn]] void Fail(const std::string& operation, const std::string& path, int error) {
   throw trel_err::Error("file", operation, path,
-                        operation + " '" + path + "': " + std::strerror(error));
+                        path + ": " + std::strerror(error));
 }
 
 Descriptor Open(const std::string& operation, const std::string& path, int flags) {
   Descriptor file(open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, 0600));
-  if (!file)
-    Fail(operation, path, errno);
+  if (!file) Fail(operation, path, errno);
   return file;
 }
 
 void WriteAll(const Descriptor& file, const std::string& path, std::string_view text) {
   while (!text.empty()) {
     const auto size = write(file.get(), text.data(), text.size());
-    if (size < 0 && errno == EINTR)
-      continue;
-    if (size < 0)
-      Fail("write", path, errno);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) Fail("write", path, errno);
     text.remove_prefix(static_cast<std::size_t>(size));
   }
 }
@@ -43,8 +40,7 @@ void WriteAll(const Descriptor& file, const std::string& path, std::string_view 
 /// check and a change, an open file cannot.
 void SetMode(const std::string& path, unsigned mode) {
   const auto file = Open("chmod", path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-  if (fchmod(file.get(), mode) != 0)
-    Fail("chmod", path, errno);
+  if (fchmod(file.get(), mode) != 0) Fail("chmod", path, errno);
 }
 
 }  // namespace
@@ -60,14 +56,11 @@ std::string Read(const std::string& path) {
   for (std::size_t size = 0;;) {
     text.resize(size + kPiece);
     const auto got = read(file.get(), text.data() + size, kPiece);
-    if (got < 0 && errno == EINTR)
-      continue;
-    if (got < 0)
-      Fail("read", path, errno);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) Fail("read", path, errno);
     size += static_cast<std::size_t>(got);
     text.resize(size);
-    if (got == 0)
-      return text;
+    if (got == 0) return text;
   }
 }
 
@@ -77,8 +70,7 @@ void Write(const std::string& path, const std::string& text) {
 }
 
 std::string ConcatPath(const std::string& dir, const std::string& name) {
-  if (dir.empty())
-    return name;
+  if (dir.empty()) return name;
   const auto end = dir.find_last_not_of('/');
   const auto begin = name.find_first_not_of('/');
   return dir.substr(0, end + 1) + "/" + (begin == std::string::npos ? "" : name.substr(begin));
@@ -86,14 +78,12 @@ std::string ConcatPath(const std::string& dir, const std::string& name) {
 
 std::pair<std::string, std::string> SplitPath(const std::string& path) {
   const auto slash = path.rfind('/');
-  if (slash == std::string::npos)
-    return {"", path};
+  if (slash == std::string::npos) return {"", path};
   return {path.substr(0, slash), path.substr(slash + 1)};
 }
 
 void RemoveFile(const std::string& path) {
-  if (unlink(path.c_str()) != 0 && errno != ENOENT)
-    Fail("remove", path, errno);
+  if (unlink(path.c_str()) != 0 && errno != ENOENT) Fail("remove", path, errno);
 }
 
 Tmp::Tmp(const std::string& prefix) {
@@ -101,25 +91,20 @@ Tmp::Tmp(const std::string& prefix) {
     path_ = prefix + "." + str::hex::Encode(str::Random(8));
     const Descriptor file(
         open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (file)
-      return;
-    if (errno != EEXIST)
-      Fail("create", path_, errno);
+    if (file) return;
+    if (errno != EEXIST) Fail("create", path_, errno);
   }
 }
 
 Tmp::~Tmp() {
-  if (!keep_)
-    unlink(path_.c_str());
+  if (!keep_) unlink(path_.c_str());
 }
 
 void Attrs::SafeSet(const std::string& path, bool recursive) const {
   SetMode(path, mode_);
-  if (!recursive || !fs::is_directory(path))
-    return;
+  if (!recursive || !fs::is_directory(path)) return;
   for (const auto& entry : fs::recursive_directory_iterator(path)) {
-    if (!entry.is_symlink())
-      SetMode(entry.path(), mode_);
+    if (!entry.is_symlink()) SetMode(entry.path(), mode_);
   }
 }
 

@@ -29,8 +29,7 @@ class LinuxHost : public Host {
     passwd* found = nullptr;
     std::vector<char> space(1 << 16);
     getpwnam_r(name.c_str(), &entry, space.data(), space.size(), &found);
-    if (found == nullptr)
-      return std::nullopt;
+    if (found == nullptr) return std::nullopt;
     return found->pw_dir;
   }
 

@@ -38,8 +38,7 @@ class FileSink : public trel_seam::LogSink {
     line.reserve(message.size());
     for (const char c : message) {
       line += c;
-      if (c == '\n')
-        line += '\t';
+      if (c == '\n') line += '\t';
     }
     logger_.info("{} {} {}", level, module, line);
   }
@@ -72,8 +71,7 @@ void OpenFile(const std::string& name) {
   const auto& dir = trel_seam::Configuration().log_dir;
   const auto path = trel_file::ConcatPath(dir, name + ".log");
   std::error_code ignored;
-  if (std::filesystem::create_directories(dir, ignored))
-    trel_file::Attrs(0700).SafeSet(dir, false);
+  if (std::filesystem::create_directories(dir, ignored)) trel_file::Attrs(0700).SafeSet(dir, false);
   Protect(path);
   File() = std::make_shared<FileSink>(path);
 }
@@ -92,8 +90,7 @@ std::string Format(const char* format, va_list arguments) {
 }  // namespace
 
 void Init(const std::string& name, int level) {
-  if (!trel_seam::Current().log)
-    OpenFile(name);
+  if (!trel_seam::Current().log) OpenFile(name);
   threshold = level;
 }
 
@@ -105,8 +102,7 @@ bool Module::Check(int level) const noexcept {
 
 void Module::Write(int level, const char* format, ...) const noexcept {
   auto* sink = Sink();
-  if (sink == nullptr)
-    return;
+  if (sink == nullptr) return;
   va_list arguments;
   va_start(arguments, format);
   sink->Write(level, name_, Format(format, arguments));

@@ -5,8 +5,7 @@
 namespace trel_proc {
 
 std::string Escape(const std::string& text) {
-  if (text.empty())
-    return "";
+  if (text.empty()) return "";
   std::string word = "'";
   for (const char c : text) {
     if (c == '\'') {
@@ -50,8 +49,7 @@ int Execute::Result() {
 }
 
 void Execute::Run() {
-  if (done_)
-    return;
+  if (done_) return;
   done_ = true;
   auto outcome = trel_seam::Current().processes->Run(
       {arguments_, user_, dir_, env_, (options_ & kCaptureOutput) != 0,

@@ -48,8 +48,7 @@ std::optional<Account> FindAccount(const std::string& name) {
   } else {
     getpwnam_r(name.c_str(), &entry, space.data(), space.size(), &found);
   }
-  if (found == nullptr)
-    return std::nullopt;
+  if (found == nullptr) return std::nullopt;
   Account account{found->pw_name, found->pw_dir, found->pw_shell, found->pw_uid, found->pw_gid, {}};
   int count = 0;
   getgrouplist(found->pw_name, found->pw_gid, nullptr, &count);
@@ -61,8 +60,7 @@ std::optional<Account> FindAccount(const std::string& name) {
 /// Pointers into texts that outlive it, in the form that exec takes.
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
-  for (auto& text : texts)
-    pointers.push_back(text.data());
+  for (auto& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;
 }
@@ -74,11 +72,9 @@ std::vector<std::string> Environment(const Account& account, const StringMap& ad
                       {"USER", account.name},
                       {"LOGNAME", account.name},
                       {"SHELL", account.shell}};
-  for (const auto& [name, value] : added)
-    variables[name] = value;
+  for (const auto& [name, value] : added) variables[name] = value;
   std::vector<std::string> texts;
-  for (const auto& [name, value] : variables)
-    texts.push_back(name + "=" + value);
+  for (const auto& [name, value] : variables) texts.push_back(name + "=" + value);
   return texts;
 }
 
@@ -118,8 +114,7 @@ void ConnectDescriptors(const Launch& launch) {
 /// Group, then user, then nothing of the old rights is left.
 void BecomeUser(const Launch& launch) {
   const auto& account = launch.account;
-  if (launch.request.user.empty())
-    return;
+  if (launch.request.user.empty()) return;
   if (setgroups(account.groups.size(), account.groups.data()) != 0 ||
       setresgid(account.gid, account.gid, account.gid) != 0 ||
       setresuid(account.uid, account.uid, account.uid) != 0) {
@@ -128,29 +123,24 @@ void BecomeUser(const Launch& launch) {
 }
 
 void ResetSignals() {
-  for (int signal = 1; signal < NSIG; ++signal)
-    std::signal(signal, SIG_DFL);
+  for (int signal = 1; signal < NSIG; ++signal) std::signal(signal, SIG_DFL);
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 [[noreturn]] void RunChild(const Launch& launch) {
-  if (launch.request.own_group)
-    setpgid(0, 0);
+  if (launch.request.own_group) setpgid(0, 0);
   ConnectDescriptors(launch);
   BecomeUser(launch);
   // After the change of user, which clears it. Ends a child whose parent was killed.
   prctl(PR_SET_PDEATHSIG, SIGTERM);
-  if (getppid() != launch.parent)
-    _exit(kNotStarted);
-  if (chdir(launch.request.dir.c_str()) != 0)
-    ReportFailure(launch, "chdir");
+  if (getppid() != launch.parent) _exit(kNotStarted);
+  if (chdir(launch.request.dir.c_str()) != 0) ReportFailure(launch, "chdir");
   umask(022);
   ResetSignals();
   // All but the report pipe go; that one closes itself on exec.
-  if (dup2(launch.report, 3) < 0 || fcntl(3, F_SETFD, FD_CLOEXEC) != 0)
-    _exit(kNotStarted);
+  if (dup2(launch.report, 3) < 0 || fcntl(3, F_SETFD, FD_CLOEXEC) != 0) _exit(kNotStarted);
   syscall(SYS_close_range, 4U, ~0U, 0);
   Launch moved = launch;
   moved.report = 3;
@@ -165,8 +155,7 @@ class Output {
   bool ReadFrom(int fd) {
     std::array<char, 1 << 16> piece;
     const auto size = read(fd, piece.data(), piece.size());
-    if (size < 0)
-      return errno == EINTR || errno == EAGAIN;
+    if (size < 0) return errno == EINTR || errno == EAGAIN;
     const auto got = static_cast<std::size_t>(size);
     const auto kept = std::min(got, kOutputLimit - text_.size());
     text_.append(piece.data(), kept);
@@ -175,14 +164,12 @@ class Output {
   }
 
   void AddLine(const std::string& line) {
-    if (!text_.empty() && text_.back() != '\n')
-      text_ += '\n';
+    if (!text_.empty() && text_.back() != '\n') text_ += '\n';
     text_ += line + "\n";
   }
 
   std::string Take() {
-    if (dropped_ > 0)
-      AddLine("[" + std::to_string(dropped_) + " more bytes]");
+    if (dropped_ > 0) AddLine("[" + std::to_string(dropped_) + " more bytes]");
     return std::move(text_);
   }
 
@@ -207,24 +194,18 @@ class Child {
                                     {ended_ ? -1 : watch_.get(), POLLIN, 0},
                                     {asked_ ? -1 : EndAskedDescriptor(), POLLIN, 0}}};
       const int ready = poll(events.data(), events.size(), Limit());
-      if (ready == 0 && ended_)
-        break;
-      if (ready == 0)
-        Signal(SIGKILL);
-      if (events[0].revents != 0)
-        open = output.ReadFrom(pipe.get());
-      if (events[1].revents != 0)
-        ended_ = true;
-      if (events[2].revents != 0)
-        AskToEnd();
+      if (ready == 0 && ended_) break;
+      if (ready == 0) Signal(SIGKILL);
+      if (events[0].revents != 0) open = output.ReadFrom(pipe.get());
+      if (events[1].revents != 0) ended_ = true;
+      if (events[2].revents != 0) AskToEnd();
     }
     return Wait();
   }
 
  private:
   int Limit() const {
-    if (ended_)
-      return kDrainMilliseconds;
+    if (ended_) return kDrainMilliseconds;
     return asked_ ? kEndMilliseconds : -1;
   }
 
@@ -240,11 +221,9 @@ class Child {
     while (!ended_) {
       std::array<pollfd, 2> events{
           {{watch_.get(), POLLIN, 0}, {asked_ ? -1 : EndAskedDescriptor(), POLLIN, 0}}};
-      if (poll(events.data(), events.size(), Limit()) == 0)
-        Signal(SIGKILL);
+      if (poll(events.data(), events.size(), Limit()) == 0) Signal(SIGKILL);
       ended_ = events[0].revents != 0;
-      if (events[1].revents != 0)
-        AskToEnd();
+      if (events[1].revents != 0) AskToEnd();
     }
     int status = 0;
     while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
@@ -276,32 +255,25 @@ class LinuxProcesses : public Processes {
  public:
   ProcessOutcome Run(const ProcessRequest& request) override {
     const auto& program = request.arguments.front();
-    if (EndAsked())
-      return NotStarted(program, "this job was told to end");
+    if (EndAsked()) return NotStarted(program, "this job was told to end");
     const auto account = FindAccount(request.user);
-    if (!account)
-      return NotStarted(program, "there is no user '" + request.user + "'");
+    if (!account) return NotStarted(program, "there is no user '" + request.user + "'");
     auto arguments = request.arguments;
     auto environment = Environment(*account, request.env);
     std::array<int, 2> out{};
     std::array<int, 2> report{};
-    if (pipe2(out.data(), O_CLOEXEC) != 0)
-      return NotStarted(program, std::strerror(errno));
+    if (pipe2(out.data(), O_CLOEXEC) != 0) return NotStarted(program, std::strerror(errno));
     Descriptor out_read(out[0]);
     Descriptor out_write(out[1]);
-    if (pipe2(report.data(), O_CLOEXEC) != 0)
-      return NotStarted(program, std::strerror(errno));
+    if (pipe2(report.data(), O_CLOEXEC) != 0) return NotStarted(program, std::strerror(errno));
     Descriptor report_read(report[0]);
     Descriptor report_write(report[1]);
     const Launch launch{request,   *account, Pointers(arguments), Pointers(environment), out[1],
                         report[1], getpid()};
     const pid_t pid = fork();
-    if (pid < 0)
-      return NotStarted(program, std::strerror(errno));
-    if (pid == 0)
-      RunChild(launch);
-    if (request.own_group)
-      setpgid(pid, pid);
+    if (pid < 0) return NotStarted(program, std::strerror(errno));
+    if (pid == 0) RunChild(launch);
+    if (request.own_group) setpgid(pid, pid);
     out_write.Close();
     report_write.Close();
     Child child(pid, request.own_group);

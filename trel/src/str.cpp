@@ -15,8 +15,7 @@ constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
 std::string_view Trimmed(std::string_view text) {
   const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos)
-    return {};
+  if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
@@ -63,8 +62,7 @@ std::string Trim(const std::string& text) {
 std::string Lower(const std::string& text) {
   std::string lower = text;
   for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z')
-      c = static_cast<char>(c - 'A' + 'a');
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return lower;
 }
@@ -83,16 +81,14 @@ std::string Str(int number) {
 std::string Join(const std::vector<std::string>& items, const std::string& separator) {
   std::string text;
   for (const auto& item : items) {
-    if (&item != &items.front())
-      text += separator;
+    if (&item != &items.front()) text += separator;
     text += item;
   }
   return text;
 }
 
 void Append(std::string& text, const std::string& item, const std::string& separator) {
-  if (!text.empty())
-    text += separator;
+  if (!text.empty()) text += separator;
   text += item;
 }
 

@@ -11,8 +11,7 @@ using Url = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
 std::string PartOf(const Url& url, CURLUPart part) {
   char* text = nullptr;
-  if (curl_url_get(url.get(), part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK)
-    return "";
+  if (curl_url_get(url.get(), part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) return "";
   const std::unique_ptr<char, decltype(&curl_free)> owner(text, curl_free);
   return text;
 }
@@ -21,8 +20,7 @@ std::string PartOf(const Url& url, CURLUPart part) {
 
 std::string PlaceOf(const std::string& url) {
   const Url parsed(curl_url(), curl_url_cleanup);
-  if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
-    return "(not a URL)";
+  if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK) return "(not a URL)";
   return PartOf(parsed, CURLUPART_HOST) + ":" + PartOf(parsed, CURLUPART_PORT);
 }
 

@@ -23,11 +23,9 @@ constexpr unsigned kParse = pugi::parse_default | pugi::parse_ws_pcdata_single;
 std::size_t FindZeroReference(const std::string& text) {
   for (auto at = text.find("&#"); at != std::string::npos; at = text.find("&#", at + 2)) {
     auto digits = at + 2;
-    if (digits < text.size() && (text[digits] | 0x20) == 'x')
-      ++digits;
+    if (digits < text.size() && (text[digits] | 0x20) == 'x') ++digits;
     const auto end = text.find_first_not_of('0', digits);
-    if (end != digits && end != std::string::npos && text[end] == ';')
-      return at;
+    if (end != digits && end != std::string::npos && text[end] == ';') return at;
   }
   return std::string::npos;
 }
@@ -35,13 +33,10 @@ std::size_t FindZeroReference(const std::string& text) {
 /// What the parser lets pass although it is no XML, or would be read as something else.
 void CheckBytes(const std::string& text) {
   const auto valid = utf8::find_invalid(text.begin(), text.end());
-  if (valid != text.end())
-    Refuse("not UTF-8", valid - text.begin());
+  if (valid != text.end()) Refuse("not UTF-8", valid - text.begin());
   auto zero = text.find('\0');
-  if (zero == std::string::npos)
-    zero = FindZeroReference(text);
-  if (zero != std::string::npos)
-    Refuse("a zero byte", static_cast<std::ptrdiff_t>(zero));
+  if (zero == std::string::npos) zero = FindZeroReference(text);
+  if (zero != std::string::npos) Refuse("a zero byte", static_cast<std::ptrdiff_t>(zero));
 }
 
 void CheckRoot(const pugi::xml_document& tree) {
@@ -90,8 +85,7 @@ XPath::XPath(std::shared_ptr<Document> document, std::vector<pugi::xml_node_stru
     : document_(std::move(document)), nodes_(std::move(nodes)) {}
 
 XPath::iterator::iterator(const XPath* nodes, std::size_t index) : nodes_(nodes), index_(index) {
-  if (index_ < nodes_->nodes_.size())
-    current_ = {nodes_->document_, nodes_->nodes_[index_]};
+  if (index_ < nodes_->nodes_.size()) current_ = {nodes_->document_, nodes_->nodes_[index_]};
 }
 
 XPath::iterator& XPath::iterator::operator++() {
@@ -109,15 +103,13 @@ Xml Xml::Parse(std::string text) {
   document->text = std::move(text);
   const auto parsed = document->tree.load_buffer_inplace(
       document->text.data(), document->text.size(), kParse, pugi::encoding_utf8);
-  if (!parsed)
-    Refuse(parsed.description(), parsed.offset);
+  if (!parsed) Refuse(parsed.description(), parsed.offset);
   CheckRoot(document->tree);
   return Xml(document);
 }
 
 XmlNode Xml::GetNode(const std::string& xpath) const {
-  for (const auto& node : GetNodes(xpath))
-    return node;
+  for (const auto& node : GetNodes(xpath)) return node;
   return {};
 }
 
@@ -128,8 +120,7 @@ XPath Xml::GetNodes(const std::string& xpath) const {
     std::vector<pugi::xml_node_struct*> nodes;
     nodes.reserve(found.size());
     for (const auto& item : found) {
-      if (item.node())
-        nodes.push_back(item.node().internal_object());
+      if (item.node()) nodes.push_back(item.node().internal_object());
     }
     return {document_, std::move(nodes)};
   } catch (const pugi::xpath_exception& error) {
@@ -143,8 +134,8 @@ XmlNode Xml::GetRoot() const {
 
 std::string Xml::Str(bool formatted) const {
   std::ostringstream text;
-  document_->tree.save(text, "  ", formatted ? pugi::format_indent : pugi::format_raw,
-                       pugi::encoding_utf8);
+  const unsigned layout = formatted ? pugi::format_indent : pugi::format_raw;
+  document_->tree.save(text, "  ", layout | pugi::format_no_declaration, pugi::encoding_utf8);
   return text.str();
 }
 

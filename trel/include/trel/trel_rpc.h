@@ -8,6 +8,7 @@
 
 namespace trel_seam {
 class SshConnection;
+struct SshOutcome;
 struct SshTarget;
 }  // namespace trel_seam
 
@@ -26,8 +27,9 @@ class TREL_EXPORT SSH {
   /// Starts `command` in the login's shell, after the one before it has ended.
   SSH& Execute(const std::string& command);
   /// The command's standard input. What is written is sent by CloseIn, Str or Result.
+  /// REQUIRES: the command was not waited for yet.
   std::ostream& In();
-  /// Ends the command's standard input.
+  /// Ends the command's standard input, and waits for the command.
   void CloseIn();
   /// Waits for the command and gives its standard output. Input that is still open ends here.
   std::string Str();
@@ -43,8 +45,10 @@ class TREL_EXPORT SSH {
  private:
   struct Command;
   Command& Current();
-  void Finish();
+  const trel_seam::SshOutcome& Outcome();
+  void Finish(bool closed);
 
+  std::string host_;
   std::unique_ptr<trel_seam::SshConnection> connection_;
   std::unique_ptr<Command> command_;
 };

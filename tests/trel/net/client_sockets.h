@@ -1,0 +1,13 @@
+#pragma once
+
+#include <vector>
+
+namespace net_test {
+
+/// The descriptors of this process that are TCP connections to `port`.
+std::vector<int> SocketsTo(int port);
+
+/// Checks that there is one connection to `port` and that the kernel ends it when its peer is gone.
+void ExpectDeadPeerIsNoticed(int port);
+
+}  // namespace net_test

@@ -1,0 +1,135 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string_view>
+
+#include "descriptor.h"
+#include "reason.h"
+#include "seam/seam.h"
+#include "trel/trel_err.h"
+#include "trel/trel_file.h"
+#include "trel/trel_rpc.h"
+#include "trel/trel_xml.h"
+#include "url_place.h"
+
+namespace trel_rpc {
+namespace {
+
+/// The longest file that may turn out to be an error document.
+constexpr off_t kDocumentLimit = 1 << 20;
+
+[[noreturn]] void Fail(const std::string& why) {
+  throw trel_err::Error("remote", "fetch", why, why);
+}
+
+[[noreturn]] void Fail(const std::string& path, int error) {
+  Fail(path + ": " + trel_seam::ReasonOf(error));
+}
+
+/// A file in the making, beside the one that it will become. Removed unless it gets there.
+class PartFile {
+ public:
+  explicit PartFile(const std::string& path) : path_(path) {
+    part_ = trel_file::ConcatPath(trel_file::SplitPath(path).first, ".fetch-XXXXXX");
+    // Makes a file that was not there, for its owner alone.
+    file_ = Descriptor(mkostemp(part_.data(), O_CLOEXEC));
+    if (!file_)
+      Fail(path_, errno);
+  }
+
+  ~PartFile() {
+    if (!part_.empty())
+      unlink(part_.c_str());
+  }
+
+  PartFile(const PartFile&) = delete;
+  PartFile& operator=(const PartFile&) = delete;
+
+  void Append(std::string_view piece) {
+    while (!piece.empty()) {
+      const auto size = write(file_.get(), piece.data(), piece.size());
+      if (size < 0 && errno != EINTR)
+        Fail(path_, errno);
+      piece.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    }
+  }
+
+  /// The contents as far as they may be a document; empty for a longer file.
+  std::string Document() const {
+    const auto size = lseek(file_.get(), 0, SEEK_END);
+    if (size > kDocumentLimit)
+      return "";
+    std::string text(static_cast<std::size_t>(size), '\0');
+    if (pread(file_.get(), text.data(), text.size(), 0) != size)
+      Fail(path_, errno);
+    return text;
+  }
+
+  /// Takes the place and the mode of the file that it was made for.
+  void Replace() {
+    struct stat old {};
+    const bool replaces = lstat(path_.c_str(), &old) == 0 && S_ISREG(old.st_mode);
+    if (replaces && fchmod(file_.get(), old.st_mode & 0777) != 0)
+      Fail(path_, errno);
+    // A disk that is full or over its quota may say so only here.
+    if (rename(part_.c_str(), path_.c_str()) != 0)
+      Fail(path_, errno);
+    part_.clear();
+  }
+
+ private:
+  std::string path_;
+  std::string part_;
+  Descriptor file_;
+};
+
+/// True when the text begins as XML does.
+bool LooksLikeXml(std::string_view text) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark)
+    text.remove_prefix(kByteOrderMark.size());
+  const auto begin = text.find_first_not_of(" \t\r\n");
+  return begin != std::string_view::npos && text[begin] == '<';
+}
+
+/// Throws the error that the document holds; anything else passes.
+void RefuseErrorDocument(std::string text, const std::string& place) {
+  if (!LooksLikeXml(text))
+    return;
+  trel_xml::Xml document;
+  try {
+    document = trel_xml::Xml::Parse(std::move(text));
+  } catch (const trel_err::Error&) {
+    return;  // a file that merely begins like a document
+  }
+  const auto error = document.GetRoot().FindNode("error");
+  if (!error)
+    return;
+  const auto message = error.FindNode("msg").Str();
+  throw trel_err::Error("remote", "fetch",
+                        place + ": " + (message.empty() ? "an error without a message" : message),
+                        document);
+}
+
+}  // namespace
+
+void FetchFile(const std::string& url, const std::string& path, int timeout) {
+  const auto place = trel_seam::PlaceOf(url);
+  PartFile part(path);
+  int status = 0;
+  try {
+    status = trel_seam::Current().http->Get(
+        url, timeout, [&part](std::string_view piece) { part.Append(piece); });
+  } catch (const trel_seam::HttpFailure& failure) {
+    Fail(failure.what());
+  }
+  if (status != 200)
+    Fail(place + ": answered with status " + std::to_string(status));
+  RefuseErrorDocument(part.Document(), place);
+  part.Replace();
+}
+
+}  // namespace trel_rpc
