@@ -1,4 +1,4 @@
-#include "account.h"
+#include "panel/account.h"
 
 #include <grp.h>
 #include <pwd.h>
@@ -10,8 +10,8 @@
 #include <mutex>
 #include <vector>
 
-#include "error.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/text.h"
 #include "trel/trel_proc.h"
 
 namespace panel::account {

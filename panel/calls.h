@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "database.h"
+#include "panel/database.h"
 
 namespace panel {
 

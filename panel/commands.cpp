@@ -1,13 +1,13 @@
-#include "commands.h"
+#include "panel/commands.h"
 
 #include <iostream>
 #include <stdexcept>
 
-#include "account.h"
-#include "error.h"
-#include "text.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/text.h"
+#include "panel/web_tree.h"
 #include "trel/str.h"
-#include "web_tree.h"
 
 namespace panel::commands {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "function.h"
-#include "listen_address.h"
+#include "panel/function.h"
+#include "panel/listen_address.h"
 
 /// What the program does for each of its sub-commands. All of them throw std::exception with a
 /// message for people when they cannot.

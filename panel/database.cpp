@@ -1,4 +1,4 @@
-#include "database.h"
+#include "panel/database.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <system_error>
 
-#include "descriptor.h"
-#include "error.h"
+#include "panel/descriptor.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {

@@ -1,8 +1,8 @@
-#include "error.h"
+#include "panel/error.h"
 
 #include <utility>
 
-#include "text.h"
+#include "panel/text.h"
 
 namespace panel {
 

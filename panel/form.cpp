@@ -1,10 +1,10 @@
-#include "form.h"
+#include "panel/form.h"
 
 #include <charconv>
 #include <utility>
 
-#include "error.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/text.h"
 
 namespace panel {
 namespace {

@@ -2,8 +2,8 @@
 #include <functional>
 #include <iostream>
 
-#include "commands.h"
-#include "text.h"
+#include "panel/commands.h"
+#include "panel/text.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "panel.h"
+#include "panel/panel.h"
 
 #include <algorithm>
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "function.h"
+#include "panel/function.h"
 
 namespace panel {
 

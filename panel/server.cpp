@@ -1,4 +1,4 @@
-#include "server.h"
+#include "panel/server.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -10,9 +10,9 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "account.h"
-#include "error.h"
-#include "socket_file.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/socket_file.h"
 #include "trel/str.h"
 
 namespace panel {
@@ -197,7 +197,7 @@ void EndIdleConnections() {
     const std::string name = entry.path().filename().string();
     int descriptor = -1;
     std::from_chars(name.data(), name.data() + name.size(), descriptor);
-    shutdown(descriptor, SHUT_RD);  // says no for all but connections, which is as well
+    shutdown(descriptor, SHUT_RD);  // fails for all but sockets, which is as well
   }
 }
 

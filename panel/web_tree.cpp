@@ -1,4 +1,4 @@
-#include "web_tree.h"
+#include "panel/web_tree.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <system_error>
 
-#include "descriptor.h"
-#include "text.h"
+#include "panel/descriptor.h"
+#include "panel/text.h"
 
 namespace panel {
 namespace {

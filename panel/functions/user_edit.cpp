@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <array>
 
-#include "account.h"
-#include "error.h"
-#include "functions/functions.h"
-#include "text.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
+#include "panel/text.h"
 
 namespace panel::functions {
 namespace {
@@ -72,7 +72,7 @@ void Submit(const Context& context, User user, Reply& reply) {
     }
   }
   context.state.users.SaveFields(user);
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
-#include "form.h"
+#include "panel/form.h"
 
 #include <gtest/gtest.h>
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {

@@ -30,7 +30,7 @@ start_server() { # argument...
 }
 
 start_local() { # generation [argument...]
-  SOCKET=$DIR/run/panel.sock
+  SOCKET=${SOCKET:-$DIR/run/panel.sock}
   start_server --side local --generation "$1" --socket "$SOCKET" "${@:2}"
 }
 

@@ -56,6 +56,8 @@ teardown() {
     "serve --state s --side source --generation 4 --listen 127.0.0.1:0 --socket s --plain" \
     "serve --state s --side local --generation 4 --listen 127.0.0.1:0" \
     "serve --state s --side local --generation 4 --plain" \
+    "serve --state s --side local --generation 4 --cert c" \
+    "serve --state s --side local --generation 4 --key k" \
     "user add --state s" "user add --state s x --shell maybe" "session" "problems" "calls x"; do
     # shellcheck disable=SC2086 # words on purpose
     run -2 --separate-stderr "$REFPANEL" $arguments
@@ -150,6 +152,10 @@ teardown() {
 }
 
 @test "a socket that nobody serves is replaced, one that is served is not" {
+  # The longest path that there can be.
+  mkdir "$DIR/run"
+  SOCKET=$DIR/run/$(printf "%0$((107 - ${#DIR} - 5))d" 0)
+  [[ ${#SOCKET} -eq 107 ]]
   start_local 5
   run -1 --separate-stderr "$REFPANEL" serve --side local --generation 5 --state "$STATE" \
     --socket "$SOCKET"
@@ -303,6 +309,16 @@ raw_query() { # bytes [socat-option]
     [[ $answers == "413 200 0" ]]
     assert_has "$(<"$DIR/answer")" "larger than $limit bytes"
     [[ $(kind <"$DIR/answer2") == ok ]]
+  done
+}
+
+@test "a body of just the limit is taken" {
+  start_local 5
+  { printf 'func=no.such&x='; head -c $(((64 << 20) - 15)) /dev/zero | tr '\0' x; } >"$DIR/body"
+  local chunked
+  for chunked in '' 'Transfer-Encoding: chunked'; do
+    assert_has "$(curl -sS --unix-socket "$SOCKET" -H "$chunked" --data-binary "@$DIR/body" \
+      http://localhost/)" "no function 'no.such'"
   done
 }
 
@@ -483,7 +499,7 @@ field() { # name form
 
 @test "disable suspends the real account and resume takes it back" {
   start_local 5
-  [[ $(local_query "func=user.disable&elid=$ALICE" | kind) == ok ]]
+  assert_has "$(local_query "func=user.disable&elid=$ALICE")" "<doc><ok/></doc>"
   [[ $(expires "$ALICE") == 1 ]]
   assert_has "$("$REFPANEL" user list --state "$STATE")" "$ALICE disabled"
   [[ $(local_query "func=user.resume&elid=$ALICE" | kind) == ok ]]

@@ -1,11 +1,11 @@
-#include "state.h"
+#include "panel/state.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <thread>
 
-#include "error.h"
+#include "panel/error.h"
 #include "temp_dir.h"
 
 namespace panel {

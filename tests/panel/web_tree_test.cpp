@@ -1,4 +1,4 @@
-#include "web_tree.h"
+#include "panel/web_tree.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
