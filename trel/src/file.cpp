@@ -86,20 +86,6 @@ void RemoveFile(const std::string& path) {
   if (unlink(path.c_str()) != 0 && errno != ENOENT) Fail("remove", path, errno);
 }
 
-Tmp::Tmp(const std::string& prefix) {
-  for (;;) {
-    path_ = prefix + "." + str::hex::Encode(str::Random(8));
-    const Descriptor file(
-        open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (file) return;
-    if (errno != EEXIST) Fail("create", path_, errno);
-  }
-}
-
-Tmp::~Tmp() {
-  if (!keep_) unlink(path_.c_str());
-}
-
 void Attrs::SafeSet(const std::string& path, bool recursive) const {
   SetMode(path, mode_);
   if (!recursive || !fs::is_directory(path)) return;

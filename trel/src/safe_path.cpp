@@ -37,15 +37,15 @@ SafePlace OpenPlace(const std::string& path) {
   for (const auto& part : whole.parent_path().relative_path()) {
     if (part == "..") {
       errno = EINVAL;
-      return {};
+      return SafePlace();
     }
     if (part.empty() || part == ".") continue;
     place.dir = Enter(place.dir, part);
-    if (!place.dir) return {};
+    if (!place.dir) return SafePlace();
   }
   if (place.name.empty() || place.name == "." || place.name == "..") {
     errno = EINVAL;
-    return {};
+    return SafePlace();
   }
   return place;
 }
