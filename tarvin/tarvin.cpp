@@ -24,7 +24,7 @@ constexpr int kCaptureAll = 134;
 
 namespace tarvin {
 
-// --- Parameters ---------------------------------------------------------------------------------
+// --- Parameters ------------------------------------------------------------------------------
 
 BinParams::BinParams(const std::string& name) : name_(name) {}
 
@@ -97,7 +97,7 @@ std::string SubstParams(const std::string& format, const std::string& a1, const 
   return SubstParams(format, std::list<std::string>{a1, a2, a3});
 }
 
-// --- Source panel -------------------------------------------------------------------------------
+// --- Source panel ----------------------------------------------------------------------------
 
 trel_xml::Xml RemoteQuery(const std::string& url, const std::string& auth,
                           const std::string& query) {
@@ -227,7 +227,7 @@ std::string QuotedIP(std::string address) {
   return test::Ip6(address) ? "[" + address + "]" : address;
 }
 
-// --- Files --------------------------------------------------------------------------------------
+// --- Files -----------------------------------------------------------------------------------
 
 KeyTemp::KeyTemp(const std::string& prefix) {
   do {
