@@ -136,7 +136,7 @@ std::string GetAuthID(const std::string& url, const std::string& root_auth,
   return panel.Query("func=auth&username=" + username + "&key=" + key).value("auth");
 }
 
-// --- Forms --------------------------------------------------------------------------------------
+// --- Forms -----------------------------------------------------------------------------------
 
 namespace {
 
@@ -196,7 +196,7 @@ void FillParamsMap(const trel_xml::XmlNode& node, StringMap& params, const std::
   }
 }
 
-// --- Hosts --------------------------------------------------------------------------------------
+// --- Hosts -----------------------------------------------------------------------------------
 
 std::string ExecuteRemoteRootCommand(const std::shared_ptr<trel_rpc::SSH>& ssh,
                                      const std::string& command, const std::string& input) {
@@ -536,7 +536,7 @@ void SyncUserFiles::RestoreAuthorizedKeys(const Connection& source, const std::s
   }
 }
 
-// --- Mail and packages --------------------------------------------------------------------------
+// --- Mail and packages -----------------------------------------------------------------------
 
 namespace {
 

@@ -61,6 +61,25 @@ trel_xml::Xml RemoteQuery(const std::string& url, const std::string& auth,
 std::string GetAuthID(const std::string& url, const std::string& root_auth,
                       const std::string& username);
 
+// --- Forms -----------------------------------------------------------------------------------
+
+/// Fills each element of a list of the panel at `url` with the fields of its edit form `func`, read
+/// with the session key `auth`. `key` names the child that identifies an element, by its attribute
+/// "orig" or its text. A field replaces the list's column; a multiple-choice field is added, value
+/// by value. Throws "tarvin" / "key_missed" for an element without that child, and what RemoteQuery
+/// throws; the elements before it stay filled.
+void Detalize(const std::string& url, const std::string& auth, const std::string& func,
+              const std::string& key, const trel_xml::XPath& elems);
+
+/// True when `form` declares a multiple-choice select field `name`.
+bool IsMultiselect(const trel_xml::Xml& form, const std::string& name);
+
+/// Sets in `params` the text of each child element of `node` that has one, but for the names in
+/// `skip`, between commas, and "slist" and "tparams". Of children of one name the last counts, or,
+/// with `multi`, all of them between commas, behind what `params` held.
+void FillParamsMap(const trel_xml::XmlNode& node, StringMap& params, const std::string& skip,
+                   bool multi);
+
 // --- Hosts -----------------------------------------------------------------------------------
 
 /// Runs `command` through a shell of its own, feeding it `input` unless that is empty, and
@@ -171,7 +190,7 @@ class SyncUserFiles {
   bool freebsd_ = false;
 };
 
-// --- Mail and packages --------------------------------------------------------------------------
+// --- Mail and packages -----------------------------------------------------------------------
 
 /// Converts the mbox store `src` of the local user `user` into the Maildir `dst` with mb2md; what
 /// that wrote goes into `output`. True when it ended well. Throws "tarvin" / "dir_not_exists" / the

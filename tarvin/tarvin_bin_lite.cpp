@@ -32,7 +32,7 @@ class DumpFile {
 
 namespace tarvin_bin {
 
-// --- Local inventory ----------------------------------------------------------------------------
+// --- Local inventory -------------------------------------------------------------------------
 
 void ImportAbstract::GetLocalDBInfo(
     std::map<std::string, DBInfo>& databases,
@@ -66,8 +66,7 @@ std::string Import4::ConvertDBType(const std::string& type) const {
   return type == "pgsql" ? "postgresql" : type;
 }
 
-// --- What both generations do with one database
-// ---------------------------------------------------
+// --- What both generations do with one database ----------------------------------------------
 
 bool Import4::KeepsDatabase(const std::string& name, const std::string& owner) const {
   if (owner != username_) {
@@ -113,7 +112,7 @@ void Import4::RegisterDatabaseFailure(const std::string& object, const std::stri
   RegisterProblem(ProblemId(), object, params, GetError(error));
 }
 
-// --- Generation 4 -------------------------------------------------------------------------------
+// --- Generation 4 ----------------------------------------------------------------------------
 
 /// One run of the step: what its databases share.
 class Import4::DatabaseStep {
@@ -276,7 +275,7 @@ void Import4::DatabaseStep::CreateUser(const Database& database, const trel_xml:
   }
 }
 
-// --- Generation 5 -------------------------------------------------------------------------------
+// --- Generation 5 ----------------------------------------------------------------------------
 
 /// One run of the step: what its databases share.
 class Import5Lite::DatabaseStep {

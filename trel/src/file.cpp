@@ -17,8 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 [[noreturn]] void Fail(const std::string& operation, const std::string& path, int error) {
-  throw trel_err::Error("file", operation, path,
-                        path + ": " + std::strerror(error));
+  throw trel_err::Error("file", operation, path, path + ": " + std::strerror(error));
 }
 
 Descriptor Open(const std::string& operation, const std::string& path, int flags) {

@@ -103,8 +103,7 @@ bool LooksLikeXml(std::string_view text) {
 
 /// Throws the error that the document holds; anything else passes.
 void RefuseErrorDocument(std::string text, const std::string& place) {
-  if (!LooksLikeXml(text))
-    return;
+  if (!LooksLikeXml(text)) return;
   trel_xml::Xml document;
   try {
     document = trel_xml::Xml::Parse(std::move(text));
@@ -112,8 +111,7 @@ void RefuseErrorDocument(std::string text, const std::string& place) {
     return;  // a file that merely begins like a document
   }
   const auto error = document.GetRoot().FindNode("error");
-  if (!error)
-    return;
+  if (!error) return;
   const auto message = error.FindNode("msg").Str();
   throw trel_err::Error("remote", "fetch",
                         place + ": " + (message.empty() ? "an error without a message" : message),
@@ -132,8 +130,7 @@ void FetchFile(const std::string& url, const std::string& path, int timeout) {
   } catch (const trel_seam::HttpFailure& failure) {
     Fail(failure.what());
   }
-  if (status != 200)
-    Fail(place + ": answered with status " + std::to_string(status));
+  if (status != 200) Fail(place + ": answered with status " + std::to_string(status));
   RefuseErrorDocument(part.Document(), place);
   part.Replace();
 }
