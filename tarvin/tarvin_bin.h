@@ -102,7 +102,7 @@ class Import4 : public ImportAbstract {
   /// Fetches a dump. False when that failed, and became the problem "db_dump".
   bool FetchDump(const std::string& name, const std::string& url, const std::string& path) const;
   /// Has the local panel restore a dump. False when that failed, and became "db_restore".
-  bool RestoreDatabase(const trel_client::Local& panel, const std::string& server,
+  bool RestoreDatabase(trel_client::Local& panel, const std::string& server,
                        const std::string& name, const std::string& path) const;
   /// Registers what failed with one database, besides `params` with its name and the user's.
   void RegisterDatabaseFailure(const std::string& object, const std::string& name,

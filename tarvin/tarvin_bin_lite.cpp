@@ -11,7 +11,7 @@ constexpr char kSource[] = "tarvin/tarvin_bin_lite";
 constexpr int kRemoteTimeout = 45;
 
 /// Whether the local panel takes database names with capitals.
-bool AllowsUpperCase(const trel_client::Local& panel) {
+bool AllowsUpperCase(trel_client::Local& panel) {
   return panel.Query("func=optionlist.edit&elid=DbAllowUpperCase").value("value") == "on";
 }
 
@@ -91,10 +91,10 @@ bool Import4::FetchDump(const std::string& name, const std::string& url,
   }
 }
 
-bool Import4::RestoreDatabase(const trel_client::Local& panel, const std::string& server,
+bool Import4::RestoreDatabase(trel_client::Local& panel, const std::string& server,
                               const std::string& name, const std::string& path) const {
-  const StringMap params{{"sok", "ok"},  {"su", username_}, {"server", server},
-                         {"name", name}, {"type", "db"},    {"path", path}};
+  StringMap params{{"sok", "ok"},  {"su", username_}, {"server", server},
+                   {"name", name}, {"type", "db"},    {"path", path}};
   try {
     panel.Query("func=db.restore", params);
     return true;
@@ -137,7 +137,7 @@ class Import4::DatabaseStep {
 
   const Import4& job_;
   const bool import_;
-  const trel_client::Local local_{"vortrel", "tarvin"};
+  trel_client::Local local_{"vortrel", "tarvin"};
   trel_client::Remote remote_{job_.url_};
   std::string download_;
   bool allow_upper_ = false;
@@ -302,7 +302,7 @@ class Import5Lite::DatabaseStep {
 
   const Import5Lite& job_;
   const bool fetch_dumps_;
-  const trel_client::Local local_{"vortrel", "tarvin"};
+  trel_client::Local local_{"vortrel", "tarvin"};
   trel_client::Remote source_{job_.url_};
   bool allow_upper_ = false;
   std::map<std::string, DBInfo> databases_;
