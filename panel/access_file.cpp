@@ -1,4 +1,4 @@
-#include "access_file.h"
+#include "panel/access_file.h"
 
 #include <algorithm>
 

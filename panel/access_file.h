@@ -14,7 +14,8 @@ struct HomeMove {
   /// Moves also a path at which this host has a file.
   bool overwrite = false;
 
-  /// Where `path` lies now. None when it does not lie under the remote home, or is to be left alone.
+  /// Where `path` lies now. None when it does not lie under the remote home, or is to be left
+  /// alone.
   std::optional<std::string> NewPath(const std::string& path) const;
 };
 

@@ -1,4 +1,4 @@
-#include "account.h"
+#include "panel/account.h"
 
 #include <grp.h>
 #include <pwd.h>
@@ -8,11 +8,10 @@
 #include <array>
 #include <cerrno>
 #include <mutex>
-#include <system_error>
 #include <vector>
 
-#include "error.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/text.h"
 #include "trel/trel_proc.h"
 
 namespace panel::account {
@@ -30,8 +29,9 @@ void Usermod(const std::string& name, const char* option, const char* value) {
   // One usermod at a time: a second one would wait for the lock of /etc/passwd in whole seconds.
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
-  trel_proc::Execute usermod({"/usr/sbin/usermod", option, value, "--", name},
-                             trel_proc::Execute::kCaptureOutput | trel_proc::Execute::kCaptureErrors);
+  trel_proc::Execute usermod(
+      {"/usr/sbin/usermod", option, value, "--", name},
+      trel_proc::Execute::kCaptureOutput | trel_proc::Execute::kCaptureErrors);
   const int status = usermod.Result();
   if (status != 0) {
     throw SystemError(name, "usermod ended with status " + std::to_string(status) + ": " +
@@ -47,8 +47,9 @@ bool Account::ShellOn() const {
 
 bool ValidName(std::string_view name) {
   return !name.empty() && name.size() <= kMaxName && name.front() != '-' && name.front() != '.' &&
-         name.find_first_not_of("abcdefghijklmnopqrstuvwxyz"
-                                "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-") == std::string_view::npos;
+         name.find_first_not_of(
+             "abcdefghijklmnopqrstuvwxyz"
+             "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-") == std::string_view::npos;
 }
 
 std::optional<Account> Find(const std::string& name) {
@@ -58,16 +59,10 @@ std::optional<Account> Find(const std::string& name) {
   std::vector<char> buffer(1024);
   passwd entry{};
   passwd* found = nullptr;
-  int error = ERANGE;
-  while ((error = getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found)) ==
-         ERANGE) {
+  while (getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) == ERANGE) {
     buffer.resize(buffer.size() * 2);
   }
   if (found == nullptr) {
-    // Not found is reported by some sources as an error of these kinds.
-    if (error != 0 && error != ENOENT && error != ESRCH) {
-      throw SystemError(name, std::generic_category().message(error));
-    }
     return std::nullopt;
   }
   return Account{found->pw_name, found->pw_uid, found->pw_gid, found->pw_dir, found->pw_shell};
@@ -85,16 +80,19 @@ void SetShell(const std::string& name, bool on) {
   Usermod(name, "--shell", on ? "/bin/bash" : "/usr/sbin/nologin");
 }
 
-void Suspend(const std::string& name) { Usermod(name, "--expiredate", "1"); }
+void Suspend(const std::string& name) {
+  Usermod(name, "--expiredate", "1");
+}
 
-void Resume(const std::string& name) { Usermod(name, "--expiredate", ""); }
+void Resume(const std::string& name) {
+  Usermod(name, "--expiredate", "");
+}
 
 void Become(const Account& account) {
-  const bool done = geteuid() == 0
-                        ? initgroups(account.name.c_str(), account.gid) == 0 &&
-                              setresgid(account.gid, account.gid, account.gid) == 0 &&
-                              setresuid(account.uid, account.uid, account.uid) == 0
-                        : geteuid() == account.uid;
+  const bool done = geteuid() == 0 ? initgroups(account.name.c_str(), account.gid) == 0 &&
+                                         setresgid(account.gid, account.gid, account.gid) == 0 &&
+                                         setresuid(account.uid, account.uid, account.uid) == 0
+                                   : geteuid() == account.uid;
   if (!done) {
     throw SystemError(account.name, "cannot take its rights");
   }

@@ -1,4 +1,4 @@
-#include "calls.h"
+#include "panel/calls.h"
 
 namespace panel {
 

@@ -3,16 +3,16 @@
 #include <string>
 #include <vector>
 
-#include "database.h"
+#include "panel/database.h"
 
 namespace panel {
 
 /// One function that was called: never its fields, which may hold secrets.
 struct Call {
-  std::string side;      ///< "local" or "source"
+  std::string side;  ///< "local" or "source"
   std::string function;
-  std::string user;      ///< in whose name; "administrator", or "-" without a session
-  std::string result;    ///< "ok", or the type of the error
+  std::string user;    ///< in whose name; "administrator", or "-" without a session
+  std::string result;  ///< "ok", or the type of the error
 };
 
 /// The log of called functions.

@@ -1,20 +1,22 @@
-#include "commands.h"
+#include "panel/commands.h"
 
 #include <iostream>
 #include <stdexcept>
 
-#include "account.h"
-#include "error.h"
-#include "text.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/text.h"
+#include "panel/web_tree.h"
 #include "trel/str.h"
-#include "web_tree.h"
 
 namespace panel::commands {
 namespace {
 
 constexpr uid_t kFirstUserId = 1000;  // below: accounts of the system itself
 
-std::string Quoted(const std::string& text) { return '"' + OneLine(text) + '"'; }
+std::string Quoted(const std::string& text) {
+  return '"' + OneLine(text) + '"';
+}
 
 }  // namespace
 
@@ -27,10 +29,13 @@ void AddUser(const std::filesystem::path& state, const std::string& name,
   if (account.uid < kFirstUserId) {
     throw std::runtime_error("account '" + name + "' belongs to the system");
   }
-  State(state, Database::Open::kCreate).users.Add(name);
+  State opened(state, Database::Open::kCreate);
+  Transaction transaction(opened.database);
+  opened.users.Add(name);
   if (shell && *shell != account.ShellOn()) {
     account::SetShell(name, *shell);
   }
+  transaction.Commit();
 }
 
 void ListUsers(const std::filesystem::path& state) {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "function.h"
-#include "listen_address.h"
+#include "panel/function.h"
+#include "panel/listen_address.h"
 
 /// What the program does for each of its sub-commands. All of them throw std::exception with a
 /// message for people when they cannot.
@@ -27,7 +27,8 @@ struct ServeOptions {
 void Serve(const ServeOptions& options);
 
 /// Registers the system's account `name` as a user, and gives it a login shell or takes it away.
-void AddUser(const std::filesystem::path& state, const std::string& name, std::optional<bool> shell);
+void AddUser(const std::filesystem::path& state, const std::string& name,
+             std::optional<bool> shell);
 /// Prints one line a user: name, whether active, whether with a shell.
 void ListUsers(const std::filesystem::path& state);
 /// Prints a new session key: of `user`, or of the administrator when that is empty.

@@ -1,4 +1,4 @@
-#include "database.h"
+#include "panel/database.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <system_error>
 
-#include "descriptor.h"
-#include "error.h"
+#include "panel/descriptor.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {
@@ -55,8 +55,9 @@ Database::Database(const std::filesystem::path& file, Open open) : file_(file.st
 }
 
 void Database::ClaimFile() {
-  Statement found(*this, "SELECT application_id, (SELECT count(*) FROM sqlite_schema) "
-                         "FROM pragma_application_id()");
+  Statement found(*this,
+                  "SELECT application_id, (SELECT count(*) FROM sqlite_schema) "
+                  "FROM pragma_application_id()");
   found.Next();
   if (found.Number(0) == kApplicationId) {
     return;
@@ -74,7 +75,9 @@ void Database::Exec(const char* statements) {
   }
 }
 
-void Database::Fail() const { throw FileError(file_, sqlite3_errmsg(handle_.get())); }
+void Database::Fail() const {
+  throw FileError(file_, sqlite3_errmsg(handle_.get()));
+}
 
 Statement::Statement(Prepare, Database& database, const char* sql)
     : database_(database), lock_(database.mutex_) {
@@ -119,9 +122,9 @@ int Statement::Run() {
 std::string Statement::Text(int column) const {
   const unsigned char* text = sqlite3_column_text(handle_.get(), column);
   const int size = sqlite3_column_bytes(handle_.get(), column);
-  return text == nullptr ? std::string()
-                         : std::string(reinterpret_cast<const char*>(text),
-                                       static_cast<std::size_t>(size));
+  return text == nullptr
+             ? std::string()
+             : std::string(reinterpret_cast<const char*>(text), static_cast<std::size_t>(size));
 }
 
 std::int64_t Statement::Number(int column) const {

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <concepts>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -66,7 +67,8 @@ class Statement {
   Statement(Prepare, Database& database, const char* sql);
   void Bind(std::string_view text);
   void Bind(std::int64_t number);
-  void Bind(bool flag) { Bind(std::int64_t{flag}); }
+  // Not for what only converts to bool, as literals do.
+  void Bind(std::same_as<bool> auto flag) { Bind(std::int64_t{flag}); }
 
   Database& database_;
   std::unique_lock<std::recursive_mutex> lock_;

@@ -1,8 +1,8 @@
-#include "error.h"
+#include "panel/error.h"
 
 #include <utility>
 
-#include "text.h"
+#include "panel/text.h"
 
 namespace panel {
 
@@ -26,7 +26,8 @@ Error Exists(const std::string& object, const std::string& value) {
 }
 
 Error BadValue(const std::string& field, const std::string& value, const std::string& rule) {
-  return {"value", field, value, "bad value '" + OneLine(value) + "' of field " + field + ": " + rule};
+  return {"value", field, value,
+          "bad value '" + OneLine(value) + "' of field " + field + ": " + rule};
 }
 
 }  // namespace panel

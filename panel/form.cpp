@@ -1,10 +1,10 @@
-#include "form.h"
+#include "panel/form.h"
 
 #include <charconv>
 #include <utility>
 
-#include "error.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/text.h"
 
 namespace panel {
 namespace {
@@ -15,8 +15,7 @@ Error BadRequest(const std::string& message) {
 
 char DecodeByte(std::string_view digits) {
   unsigned char byte = 0;
-  const auto [end, error] =
-      std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
   if (digits.size() != 2 || error != std::errc() || end != digits.data() + 2) {
     throw BadRequest("bad percent-encoding");
   }
@@ -99,7 +98,8 @@ std::string Form::Get(std::string_view name) const {
 std::string Form::Require(std::string_view name) const {
   std::string value = Get(name);
   if (value.empty()) {
-    throw Error("value", std::string(name), "", "field " + std::string(name) + " is missing or empty");
+    throw Error("value", std::string(name), "",
+                "field " + std::string(name) + " is missing or empty");
   }
   return value;
 }

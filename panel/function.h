@@ -3,10 +3,10 @@
 #include <span>
 #include <string_view>
 
-#include "form.h"
-#include "reply.h"
-#include "sessions.h"
-#include "state.h"
+#include "panel/form.h"
+#include "panel/reply.h"
+#include "panel/sessions.h"
+#include "panel/state.h"
 
 namespace panel {
 

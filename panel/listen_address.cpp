@@ -1,4 +1,4 @@
-#include "listen_address.h"
+#include "panel/listen_address.h"
 
 #include <arpa/inet.h>
 

@@ -2,8 +2,8 @@
 #include <functional>
 #include <iostream>
 
-#include "commands.h"
-#include "text.h"
+#include "panel/commands.h"
+#include "panel/text.h"
 
 namespace {
 
@@ -68,8 +68,8 @@ void Serve(CommandLine& line) {
 }
 
 void AddServe(CommandLine& line) {
-  CLI::App* serve = line.Command(line.app, "serve", "Serves until SIGTERM or SIGINT",
-                                 [&line] { Serve(line); });
+  CLI::App* serve =
+      line.Command(line.app, "serve", "Serves until SIGTERM or SIGINT", [&line] { Serve(line); });
   line.AddState(serve);
   serve->add_option("--side", line.side, "Which panel is played")
       ->required()
@@ -87,7 +87,9 @@ void AddServe(CommandLine& line) {
   serve->add_option("--account", line.serve.account, "The one account besides root to be let in")
       ->type_name("NAME")
       ->excludes(listen);
-  serve->add_option("--cert", line.serve.cert, "Certificate, PEM")->type_name("FILE")->needs(listen);
+  serve->add_option("--cert", line.serve.cert, "Certificate, PEM")
+      ->type_name("FILE")
+      ->needs(listen);
   serve->add_option("--key", line.serve.key, "Its private key, PEM")
       ->type_name("FILE")
       ->needs(listen);

@@ -1,8 +1,8 @@
-#include "panel.h"
+#include "panel/panel.h"
 
 #include <algorithm>
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {
@@ -28,8 +28,6 @@ std::string Panel::Answer(std::string_view body) {
     return Run(Form::Parse(body)).Str();
   } catch (const Error& error) {
     return ErrorReply(error).Str();
-  } catch (const std::exception& error) {
-    return ErrorReply(Error("system", "panel", "", error.what())).Str();
   }
 }
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "function.h"
+#include "panel/function.h"
 
 namespace panel {
 
@@ -12,8 +12,8 @@ class Panel {
  public:
   Panel(Role role, State& state) : role_(role), state_(state) {}
 
-  /// Answers a body of type application/x-www-form-urlencoded. Whatever goes wrong is an answer
-  /// too: a document with /doc/error.
+  /// Answers a body of type application/x-www-form-urlencoded. Every Error is an answer too: a
+  /// document with /doc/error.
   std::string Answer(std::string_view body);
 
  private:

@@ -1,6 +1,6 @@
-#include "problems.h"
+#include "panel/problems.h"
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "database.h"
-#include "form.h"
+#include "panel/database.h"
+#include "panel/form.h"
 
 namespace panel {
 

@@ -1,8 +1,8 @@
-#include "reply.h"
+#include "panel/reply.h"
 
 #include <sstream>
 
-#include "text.h"
+#include "panel/text.h"
 
 namespace panel {
 

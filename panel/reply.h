@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 
@@ -17,6 +17,8 @@ class Reply {
   void Add(const char* name, std::string_view text) { Add(root(), name, text); }
   /// The same below `parent`, an element of this document; gives the new element.
   static pugi::xml_node Add(pugi::xml_node parent, const char* name, std::string_view text);
+  /// Adds what answers a submission: an element `ok`.
+  void AddOk() { Add("ok", ""); }
   /// Adds an attribute to an element of this document.
   static void Mark(pugi::xml_node element, const char* name, std::string_view value);
   /// Adds an empty element to the root, to be filled by the caller.

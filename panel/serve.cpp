@@ -2,8 +2,8 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "commands.h"
-#include "server.h"
+#include "panel/commands.h"
+#include "panel/server.h"
 
 namespace panel::commands {
 namespace {

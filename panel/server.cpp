@@ -1,4 +1,4 @@
-#include "server.h"
+#include "panel/server.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -10,9 +10,9 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "account.h"
-#include "error.h"
-#include "socket_file.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/socket_file.h"
 #include "trel/str.h"
 
 namespace panel {
@@ -60,9 +60,7 @@ void Post(Panel& panel, const httplib::Request& request, httplib::Response& resp
           const httplib::ContentReader& reader) {
   std::string body;
   if (!ReadBody(request, reader, body)) {
-    // The library has set a status already where it did the refusing.
-    Refuse(response, response.status > 0 ? response.status : 413,
-           "the body is cut off or larger than " + std::to_string(kMaxBody) + " bytes");
+    Refuse(response, 413, "the body is larger than " + std::to_string(kMaxBody) + " bytes");
   } else if (MediaType(request) != kFormType) {
     Refuse(response, 415, std::string("the body must be of type ") + kFormType);
   } else {
@@ -95,10 +93,10 @@ void Configure(httplib::Server& http) {
   });
 }
 
-// Makes files for the owner alone while it lives.
+// Makes sockets of mode 0600 while it lives.
 class OwnerOnlyUmask {
  public:
-  OwnerOnlyUmask() : old_(umask(077)) {}
+  OwnerOnlyUmask() : old_(umask(0177)) {}
   OwnerOnlyUmask(const OwnerOnlyUmask&) = delete;
   OwnerOnlyUmask& operator=(const OwnerOnlyUmask&) = delete;
   ~OwnerOnlyUmask() { umask(old_); }
@@ -190,14 +188,16 @@ void Server::Start(std::function<void()> ended) {
   }
 }
 
-void Server::Stop() { http_->stop(); }
+void Server::Stop() {
+  http_->stop();
+}
 
 void EndIdleConnections() {
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     const std::string name = entry.path().filename().string();
     int descriptor = -1;
     std::from_chars(name.data(), name.data() + name.size(), descriptor);
-    shutdown(descriptor, SHUT_RD);  // says no for all but connections, which is as well
+    shutdown(descriptor, SHUT_RD);  // fails for all but sockets, which is as well
   }
 }
 

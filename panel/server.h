@@ -6,8 +6,8 @@
 #include <string>
 #include <thread>
 
-#include "listen_address.h"
-#include "panel.h"
+#include "panel/listen_address.h"
+#include "panel/panel.h"
 
 namespace panel {
 

@@ -1,8 +1,8 @@
-#include "sessions.h"
+#include "panel/sessions.h"
 
 #include <openssl/sha.h>
 
-#include "error.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel {

@@ -1,4 +1,4 @@
-#include "socket_file.h"
+#include "panel/socket_file.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "descriptor.h"
+#include "panel/descriptor.h"
 
 namespace panel {
 namespace {

@@ -2,11 +2,11 @@
 
 #include <filesystem>
 
-#include "calls.h"
-#include "database.h"
-#include "problems.h"
-#include "sessions.h"
-#include "users.h"
+#include "panel/calls.h"
+#include "panel/database.h"
+#include "panel/problems.h"
+#include "panel/sessions.h"
+#include "panel/users.h"
 
 namespace panel {
 

@@ -1,4 +1,4 @@
-#include "text.h"
+#include "panel/text.h"
 
 #include <utf8.h>
 
@@ -15,9 +15,13 @@ bool XmlCanHold(char32_t c) {
   return c != 0xFFFE && c != 0xFFFF;
 }
 
-bool IsBlank(char32_t c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool IsBlank(char32_t c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
 
-std::string CharacterReference(char32_t c) { return "&#" + std::to_string(c) + ";"; }
+std::string CharacterReference(char32_t c) {
+  return "&#" + std::to_string(c) + ";";
+}
 
 void AppendXml(std::string& xml, char32_t c) {
   switch (c) {

@@ -1,6 +1,6 @@
-#include "users.h"
+#include "panel/users.h"
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {

@@ -1,4 +1,4 @@
-#include "web_tree.h"
+#include "panel/web_tree.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <system_error>
 
-#include "descriptor.h"
-#include "text.h"
+#include "panel/descriptor.h"
+#include "panel/text.h"
 
 namespace panel {
 namespace {
@@ -76,6 +76,26 @@ class Replacement {
   bool done_ = false;
 };
 
+// Puts the times of a directory back after its entries were changed.
+class KeptTimes {
+ public:
+  explicit KeptTimes(const fs::path& directory) : directory_(directory) {
+    if (lstat(directory.c_str(), &before_) != 0) {
+      FailStep("look at its directory");
+    }
+  }
+  KeptTimes(const KeptTimes&) = delete;
+  KeptTimes& operator=(const KeptTimes&) = delete;
+  ~KeptTimes() {
+    const std::array times = {before_.st_atim, before_.st_mtim};
+    utimensat(AT_FDCWD, directory_.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
+  }
+
+ private:
+  fs::path directory_;
+  struct stat before_ {};
+};
+
 std::string ReadAll(const Descriptor& in) {
   std::string text;
   std::array<char, 65536> buffer;
@@ -109,6 +129,7 @@ bool RepairAccessFile(const fs::path& file, const HomeMove& move) {
   if (moved == text) {
     return false;
   }
+  const KeptTimes times(file.parent_path());
   Replacement replacement(file);
   replacement.Write(moved);
   replacement.TakePlace(status);

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "access_file.h"
+#include "panel/access_file.h"
 
 namespace panel {
 

@@ -1,5 +1,5 @@
-#include "error.h"
-#include "functions/functions.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 

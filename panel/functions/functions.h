@@ -1,6 +1,6 @@
 #pragma once
 
-#include "function.h"
+#include "panel/function.h"
 
 /// The panel's functions, each in a file of its name.
 namespace panel::functions {

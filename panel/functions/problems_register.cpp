@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <array>
 
-#include "error.h"
-#include "functions/functions.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 namespace {
@@ -42,7 +42,7 @@ void ProblemsRegister(const Context& context, Reply& reply) {
                               .object = form.Require("msg_object"),
                               .info = form.Get("info"),
                               .params = Params(form)});
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace panel::functions

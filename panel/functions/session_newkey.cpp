@@ -1,5 +1,5 @@
-#include "error.h"
-#include "functions/functions.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 namespace {
@@ -15,7 +15,7 @@ void SessionNewkey(const Context& context, Reply& reply) {
     throw BadValue("key", "", "at least " + std::to_string(kShortestKey) + " characters");
   }
   context.state.sessions.AddLoginKey(user.name, key);
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace panel::functions

@@ -1,6 +1,6 @@
 #include <array>
 
-#include "functions/functions.h"
+#include "panel/functions/functions.h"
 
 namespace panel {
 

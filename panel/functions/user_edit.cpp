@@ -1,16 +1,16 @@
 #include <algorithm>
 #include <array>
 
-#include "account.h"
-#include "error.h"
-#include "functions/functions.h"
-#include "text.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
+#include "panel/text.h"
 
 namespace panel::functions {
 namespace {
 
 // Fields of every submission that are none of the form.
-constexpr std::array<std::string_view, 7> kQueryFields = {"func", "sok", "auth", "su",
+constexpr std::array<std::string_view, 7> kQueryFields = {"func", "sok",  "auth", "su",
                                                           "elid", "name", "out"};
 
 const char* ShellField(const Context& context) {
@@ -72,7 +72,7 @@ void Submit(const Context& context, User user, Reply& reply) {
     }
   }
   context.state.users.SaveFields(user);
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace

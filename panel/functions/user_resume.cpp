@@ -1,5 +1,5 @@
-#include "account.h"
-#include "functions/functions.h"
+#include "panel/account.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 
@@ -7,7 +7,7 @@ void UserResume(const Context& context, Reply& reply) {
   const User user = context.state.users.Require(context.form.Require("elid"));
   account::Resume(user.name);
   context.state.users.SetDisabled(user.name, false);
-  reply.Add("ok", "");
+  reply.AddOk();
 }
 
 }  // namespace panel::functions

@@ -1,9 +1,9 @@
 #include <filesystem>
 
-#include "account.h"
-#include "error.h"
-#include "functions/functions.h"
-#include "text.h"
+#include "panel/account.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
+#include "panel/text.h"
 #include "trel/trel_proc.h"
 
 namespace panel::functions {

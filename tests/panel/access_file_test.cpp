@@ -1,4 +1,4 @@
-#include "access_file.h"
+#include "panel/access_file.h"
 
 #include <gtest/gtest.h>
 
@@ -68,8 +68,7 @@ TEST(AccessFileTest, MovesBothDirectivesAndNothingElse) {
 TEST(AccessFileTest, ReadsAndWritesQuotedPaths) {
   EXPECT_EQ(MoveAccessFile("AuthUserFile \"/old/bob/my users\" \n", kMove),
             "AuthUserFile \"/new/bob/my users\" \n");
-  EXPECT_EQ(MoveAccessFile("AuthUserFile '/old/bob/x'\n", kMove),
-            "AuthUserFile \"/new/bob/x\"\n");
+  EXPECT_EQ(MoveAccessFile("AuthUserFile '/old/bob/x'\n", kMove), "AuthUserFile \"/new/bob/x\"\n");
   EXPECT_EQ(MoveAccessFile(R"(AuthUserFile "/old/bob/a\"b\\c")", kMove),
             R"(AuthUserFile "/new/bob/a\"b\\c")");
   EXPECT_EQ(MoveAccessFile("AuthUserFile /old/bob/x\n", {"/old/bob", "/new home/bob", false}),

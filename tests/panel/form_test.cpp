@@ -1,8 +1,8 @@
-#include "form.h"
+#include "panel/form.h"
 
 #include <gtest/gtest.h>
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {
@@ -47,8 +47,7 @@ TEST(FormTest, RefusesBadPercentEncodingAndNamesTheField) {
               "malformed body: bad percent-encoding in the value of field 'key'")
         << bad;
   }
-  EXPECT_EQ(RefusalOf("ok=1&k%=1"),
-            "malformed body: bad percent-encoding in the name of field 2");
+  EXPECT_EQ(RefusalOf("ok=1&k%=1"), "malformed body: bad percent-encoding in the name of field 2");
 }
 
 TEST(FormTest, RefusesNulBytesRawAndEncoded) {

@@ -1,8 +1,8 @@
-#include "reply.h"
+#include "panel/reply.h"
 
 #include <gtest/gtest.h>
 
-#include "text.h"
+#include "panel/text.h"
 
 namespace panel {
 namespace {
@@ -20,14 +20,13 @@ TEST(ReplyTest, IsADocWithADeclaration) {
   Reply reply;
   reply.Add("a", "1");
   reply.Add("b", "");
-  EXPECT_EQ(reply.Str(),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?><doc><a>1</a><b/></doc>");
+  EXPECT_EQ(reply.Str(), "<?xml version=\"1.0\" encoding=\"UTF-8\"?><doc><a>1</a><b/></doc>");
 }
 
 TEST(ReplyTest, GivesEveryTextBackUnchanged) {
   for (const std::string text :
-       {"plain", "a & b < c > d", "\"quoted\" and 'quoted'", "]]>", "&amp;", "&#10;",
-        "line\nfeed", "carriage\r\nreturn", "\r", "\ttab", " ", "  \n ", " lead and trail ", "\n",
+       {"plain", "a & b < c > d", "\"quoted\" and 'quoted'", "]]>", "&amp;", "&#10;", "line\nfeed",
+        "carriage\r\nreturn", "\r", "\ttab", " ", "  \n ", " lead and trail ", "\n",
         "\xd0\x96\xd0\xb0\xd0\xb1\xd0\xb0", "\xf0\x9f\x90\xb8", ""}) {
     EXPECT_EQ(RoundTrip(text), text);
     EXPECT_TRUE(IsXmlText(text)) << OneLine(text);
@@ -37,15 +36,18 @@ TEST(ReplyTest, GivesEveryTextBackUnchanged) {
 TEST(ReplyTest, ShowsWhatXmlCannotHoldAsReplacement) {
   for (const std::string text : {"\x01", "\x1b", "\xff", "\xc3", "\xef\xbf\xbe"}) {
     EXPECT_FALSE(IsXmlText("a" + text)) << OneLine(text);
-    EXPECT_EQ(RoundTrip("a" + text + "b"), "a\xef\xbf\xbd" "b");
+    EXPECT_EQ(RoundTrip("a" + text + "b"),
+              "a\xef\xbf\xbd"
+              "b");
   }
 }
 
 TEST(ReplyTest, ErrorsCarryTypeObjectValueAndMessage) {
-  EXPECT_EQ(ErrorReply(Missing("user", "o'\"<x>")).Str(),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?><doc><error type=\"missing\" object=\"user\">"
-            "<value>o'&quot;&lt;x&gt;</value><msg>no user 'o'\\&quot;&lt;x&gt;'</msg>"
-            "</error></doc>");
+  EXPECT_EQ(
+      ErrorReply(Missing("user", "o'\"<x>")).Str(),
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?><doc><error type=\"missing\" object=\"user\">"
+      "<value>o'&quot;&lt;x&gt;</value><msg>no user 'o'\\&quot;&lt;x&gt;'</msg>"
+      "</error></doc>");
 }
 
 TEST(ReplyTest, ARefusalSaysPermissionDeniedAndNothingElse) {

@@ -1,11 +1,11 @@
-#include "state.h"
+#include "panel/state.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <thread>
 
-#include "error.h"
+#include "panel/error.h"
 #include "temp_dir.h"
 
 namespace panel {
@@ -167,6 +167,16 @@ TEST_F(StateTest, RefusesAProblemIdThatIsTakenAndKeepsTheFirst) {
   ASSERT_EQ(problems.size(), 1U);
   EXPECT_EQ(problems[0].info, "first");
   EXPECT_EQ(problems[0].params, (Fields{{"value", "1"}}));
+}
+
+TEST_F(StateTest, AStatementThatFailsIsAnError) {
+  State state(File(), Database::Open::kCreate);
+  EXPECT_THROW(Statement(state.database, "SELECT none FROM users"), Error);
+  EXPECT_THROW(Statement(state.database, "SELECT 1", "too many values"), Error);
+  EXPECT_THROW(Statement(state.database, "SELECT 1", true), Error);
+  EXPECT_THROW(Statement(state.database, "INSERT INTO users(name) VALUES (NULL), (NULL)").Run(),
+               Error);
+  EXPECT_THROW(state.database.Exec("COMMIT"), Error);
 }
 
 TEST_F(StateTest, UndoesATransactionThatWasNotCommitted) {

@@ -1,4 +1,4 @@
-#include "web_tree.h"
+#include "panel/web_tree.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 
 #include <array>
 
+#include "descriptor_limit.h"
 #include "temp_dir.h"
 
 namespace panel {
@@ -129,12 +130,20 @@ TEST_F(WebTreeTest, NamesAFileThatIsTooLargeAndGoesOn) {
   EXPECT_EQ(repair.failures[0], (Web() / "big/.htaccess").string() + ": read: File too large");
 }
 
-TEST_F(WebTreeTest, WalksDeepTrees) {
+TEST_F(WebTreeTest, WalksDeepTreesAndSaysSoWhereItCannot) {
   fs::path deep = Web();
-  for (int i = 0; i < 300; ++i) {
+  for (int i = 0; i < 100; ++i) {
     deep /= "d";
   }
   WriteFile(deep / ".htaccess", kOld);
+  {
+    const DescriptorLimit few(50);
+    const WebTreeRepair repair = Repair();
+    EXPECT_EQ(repair.repaired, 0);
+    ASSERT_EQ(repair.failures.size(), 1U);
+    EXPECT_EQ(repair.failures[0],
+              Web().string() + ": the walk through it ended early: Too many open files");
+  }
   EXPECT_EQ(Repair().repaired, 1);
 }
 

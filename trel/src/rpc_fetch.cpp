@@ -2,8 +2,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <string_view>
 
 #include "descriptor.h"
@@ -18,8 +20,10 @@
 namespace trel_rpc {
 namespace {
 
+namespace fs = std::filesystem;
+
 /// The longest file that may turn out to be an error document.
-constexpr off_t kDocumentLimit = 1 << 20;
+constexpr std::uintmax_t kDocumentLimit = 1 << 20;
 
 [[noreturn]] void Fail(const std::string& why) {
   throw trel_err::Error("remote", "fetch", why, why);
@@ -33,7 +37,8 @@ constexpr off_t kDocumentLimit = 1 << 20;
 class PartFile {
  public:
   explicit PartFile(const std::string& path) : path_(path) {
-    part_ = trel_file::ConcatPath(trel_file::SplitPath(path).first, ".fetch-XXXXXX");
+    const auto name = trel_file::SplitPath(path).second;
+    part_ = path.substr(0, path.size() - name.size()) + ".fetch-XXXXXX";
     // Makes a file that was not there, for its owner alone.
     file_ = Descriptor(mkostemp(part_.data(), O_CLOEXEC));
     if (!file_)
@@ -59,24 +64,16 @@ class PartFile {
 
   /// The contents as far as they may be a document; empty for a longer file.
   std::string Document() const {
-    const auto size = lseek(file_.get(), 0, SEEK_END);
-    if (size > kDocumentLimit)
-      return "";
-    std::string text(static_cast<std::size_t>(size), '\0');
-    if (pread(file_.get(), text.data(), text.size(), 0) != size)
-      Fail(path_, errno);
-    return text;
+    return fs::file_size(part_) <= kDocumentLimit ? trel_file::Read(part_) : "";
   }
 
   /// Takes the place and the mode of the file that it was made for.
   void Replace() {
     struct stat old {};
-    const bool replaces = lstat(path_.c_str(), &old) == 0 && S_ISREG(old.st_mode);
-    if (replaces && fchmod(file_.get(), old.st_mode & 0777) != 0)
+    if (lstat(path_.c_str(), &old) != 0 || !S_ISREG(old.st_mode)) old.st_mode = 0600;
+    if (fchmod(file_.get(), old.st_mode & 0777) != 0 || rename(part_.c_str(), path_.c_str()) != 0) {
       Fail(path_, errno);
-    // A disk that is full or over its quota may say so only here.
-    if (rename(part_.c_str(), path_.c_str()) != 0)
-      Fail(path_, errno);
+    }
     part_.clear();
   }
 

@@ -55,8 +55,8 @@ int SignalNumber(const char* name) {
 
 SshCommand::SshCommand(const SshSession& session, const std::string& command)
     : session_(session), callbacks_(), channel_(ssh_channel_new(session.get()), ssh_channel_free) {
-  if (!channel_)
-    throw session_.Lost();
+  if (!channel_ || ssh_is_connected(session_.get()) == 0)
+    throw session_.Failure(SshStep::kLost, "the connection is gone");
   SetCallbacks();
   if (ssh_channel_open_session(channel_.get()) != SSH_OK)
     throw session_.Lost();
