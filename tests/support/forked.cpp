@@ -3,6 +3,7 @@
 #include <grp.h>
 #include <poll.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,6 +63,14 @@ void BecomeNobody() {
     std::perror("become nobody");
     _exit(1);
   }
+}
+
+void InterruptOften() {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGALRM, &action, nullptr);
+  const itimerval often{{0, 1000}, {0, 1000}};
+  setitimer(ITIMER_REAL, &often, nullptr);
 }
 
 bool WaitForEndOf(pid_t pid) {

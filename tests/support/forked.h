@@ -40,6 +40,10 @@ bool HoldsWhenForked(const std::function<void()>& body);
 /// Becomes the account "nobody", for good.
 void BecomeNobody();
 
+/// Has a signal interrupt this process a thousand times a second from now on: every call of the
+/// system that waits sees EINTR.
+void InterruptOften();
+
 /// Waits for the end of any process, ten seconds long. True when it has ended.
 bool WaitForEndOf(pid_t pid);
 

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -113,6 +114,14 @@ TEST(EndSignals, KeepChildrenFromStartingWhenNoneRuns) {
       ExpectRefused();
     }));
   }
+}
+
+TEST(EndSignals, ReachAChildThatHasNotStartedItsProgramYet) {
+  EXPECT_TRUE(HoldsWhenForked([] {
+    CatchEndSignals();
+    pthread_atfork(nullptr, nullptr, [] { raise(SIGTERM); });
+    EXPECT_EQ(Execute(Words{"true"}, kAll).Result(), 128 + SIGTERM);
+  }));
 }
 
 TEST(EndSignals, StayIgnoredWhereTheyWere) {

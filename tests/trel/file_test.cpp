@@ -71,6 +71,31 @@ TEST_F(FileTest, ReadDrainsAPipe) {
   EXPECT_TRUE(writer.Holds());
 }
 
+TEST_F(FileTest, ReadAndWriteGoOnWhenInterrupted) {
+  const auto pipe = scratch_.Path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const std::string text(3'000'000, 'x');
+  support::Forked reader([&] {
+    const int fd = open(pipe.c_str(), O_RDWR);
+    support::InterruptOften();
+    std::string got;
+    char piece[100];
+    while (got.size() < text.size()) {
+      const auto size = read(fd, piece, sizeof piece);
+      if (size > 0) got.append(piece, static_cast<std::size_t>(size));
+    }
+    EXPECT_EQ(got, text);
+  });
+  support::Forked writer([&] {
+    const int fd = open(pipe.c_str(), O_WRONLY);
+    support::InterruptOften();
+    trel_file::Write(pipe, text);
+    close(fd);
+  });
+  EXPECT_TRUE(writer.Holds());
+  EXPECT_TRUE(reader.Holds());
+}
+
 TEST_F(FileTest, ReadNamesWhatItCannotRead) {
   const auto none = scratch_.Path("none");
   EXPECT_EQ(ErrorOf([&] { trel_file::Read(none); }),

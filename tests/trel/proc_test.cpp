@@ -122,8 +122,8 @@ TEST(Execute, NamesTheStepThatLacksDescriptors) {
     }
     const std::string begin = "cannot run 'true': ";
     const std::string end = ": Too many open files\n";
-    EXPECT_THAT(
-        steps, testing::IsSupersetOf({std::string(), begin + "pipe" + end, begin + "watch" + end}));
+    EXPECT_THAT(steps, testing::IsSupersetOf({std::string(), begin + "pipe" + end,
+                                              begin + "watch" + end, begin + "redirect" + end}));
   }));
 }
 
@@ -256,6 +256,15 @@ TEST(Execute, GivesAGroupOfItsOwnWhenAskedTo) {
   EXPECT_EQ(own, leader);
   const auto [ours, pid] = GroupOfChild(kOutput);
   EXPECT_NE(ours, pid);
+}
+
+TEST(Execute, IsNotDisturbedByOurSignals) {
+  EXPECT_TRUE(HoldsWhenForked([] {
+    support::InterruptOften();
+    Execute child("head -c 3000000 /dev/zero; exec >/dev/null 2>&1; exit 3", kAll);
+    EXPECT_EQ(child.Str().size(), 3'000'000U);
+    EXPECT_EQ(child.Result(), 3);
+  }));
 }
 
 TEST(Execute, TakesNoLostStatusForASuccess) {

@@ -42,7 +42,7 @@ TEST(XmlParse, TakesADeclarationCommentsAndWhiteSpaceBesideTheRoot) {
 TEST(XmlParse, RefusesAnythingElseBesideTheRoot) {
   for (const std::string text : {"<doc/>garbage", "garbage<doc/>", "<doc/><doc/>",
                                  "<doc/>\n<other/>", "<doc/>\ngarbage\n", "<doc/><![CDATA[x]]>"}) {
-    EXPECT_NE(Refusal(text).find("something beside the root at byte"), std::string::npos)
+    EXPECT_NE(Refusal(text).find("document: something beside the root at byte"), std::string::npos)
         << text << ": " << Refusal(text);
   }
 }

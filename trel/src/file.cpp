@@ -29,8 +29,7 @@ Descriptor Open(const std::string& operation, const std::string& path, int flags
 
 void WriteAll(const Descriptor& file, const std::string& path, std::string_view text) {
   while (!text.empty()) {
-    const auto size = write(file.get(), text.data(), text.size());
-    if (size < 0 && errno == EINTR) continue;
+    const auto size = TEMP_FAILURE_RETRY(write(file.get(), text.data(), text.size()));
     if (size < 0) Fail("write", path, errno);
     text.remove_prefix(static_cast<std::size_t>(size));
   }
@@ -92,8 +91,7 @@ std::string Read(const std::string& path) {
   constexpr std::size_t kPiece = 1 << 16;
   for (std::size_t size = 0;;) {
     text.resize(size + kPiece);
-    const auto got = read(file.get(), text.data() + size, kPiece);
-    if (got < 0 && errno == EINTR) continue;
+    const auto got = TEMP_FAILURE_RETRY(read(file.get(), text.data() + size, kPiece));
     if (got < 0) Fail("read", path, errno);
     size += static_cast<std::size_t>(got);
     text.resize(size);

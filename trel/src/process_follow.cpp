@@ -35,9 +35,8 @@ class Output {
   /// Reads once. False at the end.
   bool ReadFrom(const Descriptor& pipe) {
     std::array<char, 1 << 16> piece;
-    const auto size = read(pipe.get(), piece.data(), piece.size());
-    if (size < 0) return errno == EINTR;
-    const auto got = static_cast<std::size_t>(size);
+    const auto size = TEMP_FAILURE_RETRY(read(pipe.get(), piece.data(), piece.size()));
+    const auto got = static_cast<std::size_t>(std::max<ssize_t>(size, 0));
     const auto kept = std::min(got, kOutputLimit - text_.size());
     text_.append(piece.data(), kept);
     dropped_ += got - kept;
@@ -114,10 +113,9 @@ class Follower {
 
   ProcessOutcome Outcome() {
     int status = 0;
-    while (waitpid(child_.pid, &status, 0) < 0) {
-      // Where SIGCHLD is ignored the system throws the status away: that is no success.
-      if (errno != EINTR)
-        return {output_.TakeWith(std::string("wait: ") + std::strerror(errno)), kUnknownEnd};
+    // Where SIGCHLD is ignored the system throws the status away: that is no success.
+    if (TEMP_FAILURE_RETRY(waitpid(child_.pid, &status, 0)) < 0) {
+      return {output_.TakeWith(std::string("wait: ") + std::strerror(errno)), kUnknownEnd};
     }
     if (WIFEXITED(status)) return {output_.TakeWith(""), WEXITSTATUS(status)};
     const int signal = WTERMSIG(status);

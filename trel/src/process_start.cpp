@@ -52,7 +52,9 @@ int MoveBeyondStandard(int fd) {
 }
 
 void ConnectDescriptors(Launch& launch) {
-  launch.report = MoveBeyondStandard(launch.report);
+  const int report = MoveBeyondStandard(launch.report);
+  if (report < 0) ReportFailure(launch, "redirect");
+  launch.report = report;
   const int output = MoveBeyondStandard(launch.output);
   const int null = MoveBeyondStandard(open("/dev/null", O_RDWR | O_CLOEXEC));
   if (output < 0 || null < 0 || dup2(null, STDIN_FILENO) < 0 ||
@@ -156,18 +158,14 @@ pid_t Fork(const Launch& launch) {
 /// What the child reports; none when its program runs, which closed the pipe.
 std::optional<Failure> ReadReport(const Descriptor& report) {
   Failure failure{};
-  ssize_t size = 0;
-  do {
-    size = read(report.get(), &failure, sizeof failure);
-  } while (size < 0 && errno == EINTR);
+  const auto size = TEMP_FAILURE_RETRY(read(report.get(), &failure, sizeof failure));
   if (size != sizeof failure) return std::nullopt;
   return failure;
 }
 
 [[noreturn]] void GiveUp(pid_t pid, const std::string& step, int error) {
   kill(pid, SIGKILL);
-  while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  TEMP_FAILURE_RETRY(waitpid(pid, nullptr, 0));
   throw StartFailure(step, error);
 }
 
