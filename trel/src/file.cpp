@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "descriptor.h"
+#include "safe_path.h"
 #include "trel/str.h"
 #include "trel/trel_err.h"
 
@@ -123,7 +124,8 @@ void RemoveFile(const std::string& path) {
 }
 
 void Attrs::SafeSet(const std::string& path, bool recursive) const {
-  const auto handle = OpenHandle(AT_FDCWD, path);
+  const auto place = OpenPlace(path);
+  const auto handle = place.dir ? OpenHandle(place.dir.get(), place.name) : Descriptor();
   if (!handle) Fail("chmod", path, errno);
   const auto type = TypeOf(handle, path);
   if (type != S_IFREG && type != S_IFDIR) Fail("chmod", path, type == S_IFLNK ? ELOOP : EINVAL);

@@ -41,12 +41,13 @@ class PartFile {
         part_(".fetch-" + str::hex::Encode(str::Random(8))) {
     if (!place_.dir) Fail(path_, errno);
     // Makes a file that was not there, for its owner alone.
-    file_ = Descriptor(mkostemp(part_.data(), O_CLOEXEC));
+    file_ = Descriptor(openat(place_.dir.get(), part_.c_str(),
+                              O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file_) Fail(path_, errno);
   }
 
   ~PartFile() {
-    if (!part_.empty()) unlink(part_.c_str());
+    if (!part_.empty()) unlinkat(place_.dir.get(), part_.c_str(), 0);
   }
 
   PartFile(const PartFile&) = delete;
