@@ -15,8 +15,7 @@ constexpr char kDoubt[] = "; whether the request was carried out is not known";
 class Counter {
  public:
   void Read(Wire& wire) {
-    if (!wire.ReadRequest().empty())
-      ++count_;
+    if (!wire.ReadRequest().empty()) ++count_;
   }
   int count() const { return count_; }
 

@@ -21,8 +21,8 @@ TREL_EXPORT void CatchEndSignals();
 /// A child process. It is described first, started by the first Str() or Result(), waited for
 /// there, and run once. It gets no descriptor but the three standard ones (input from /dev/null),
 /// the user's uid, gid and supplementary groups, a clean signal state, the umask 022, and an
-/// environment of PATH, LANG, HOME, USER, LOGNAME and SHELL besides what SetEnv adds. Nothing here throws for a child
-/// that could not be started: that is a result (see Result).
+/// environment of PATH, LANG, HOME, USER, LOGNAME and SHELL besides what SetEnv adds. Nothing here
+/// throws for a child that could not be started: that is a result (see Result).
 class TREL_EXPORT Execute {
  public:
   /// Bits of the option word.
