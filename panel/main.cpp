@@ -25,6 +25,7 @@ struct CommandLine {
   std::vector<std::string> listen;
   bool overwrite = false;
   commands::ServeOptions serve;
+  commands::CertificateOptions certificate;
   std::function<void()> run;
 
   CLI::App* Command(CLI::App& parent, const char* command, const char* description,
@@ -54,8 +55,9 @@ void RequireListen(const CommandLine& line) {
 
 void Serve(CommandLine& line) {
   RequireListen(line);
-  line.serve.role = {line.side == "local" ? panel::Side::kLocal : panel::Side::kSource,
-                     line.generation == "4" ? panel::Generation::k4 : panel::Generation::k5};
+  line.serve.role.side = line.side == "local" ? panel::Side::kLocal : panel::Side::kSource;
+  line.serve.role.generation =
+      line.generation == "4" ? panel::Generation::k4 : panel::Generation::k5;
   line.serve.state = line.state;
   for (const std::string& address : line.listen) {
     try {
@@ -94,6 +96,9 @@ void AddServe(CommandLine& line) {
       ->type_name("FILE")
       ->needs(listen);
   serve->add_flag("--plain", line.serve.plain, "HTTP in place of HTTPS")->needs(listen);
+  serve->add_flag_callback(
+      "--without-letsencrypt", [&line] { line.serve.role.letsencrypt = false; },
+      "Leaves the letsencrypt plugin out");
 }
 
 void AddUsers(CommandLine& line) {
@@ -107,6 +112,27 @@ void AddUsers(CommandLine& line) {
   add->add_option("--shell", line.shell, "Its login shell")->check(CLI::IsMember({"on", "off"}));
   line.AddState(line.Command(*user, "list", "Prints the users",
                              [&line] { commands::ListUsers(line.state); }));
+}
+
+void AddCertificates(CommandLine& line) {
+  using Kind = panel::Certificate::Kind;
+  CLI::App* cert = line.app.add_subcommand("cert", "Certificates of users");
+  CLI::App* add = line.Command(*cert, "add", "Gives a user a certificate with new keys",
+                               [&line] { AddCertificate(line.state, line.certificate); });
+  line.AddState(add);
+  add->add_option("USER", line.certificate.user, "Its owner")->required();
+  add->add_option("NAME", line.certificate.name, "Its name in the panel")->required();
+  add->add_option("DOMAIN", line.certificate.domain, "The domain that it is for")->required();
+  add->add_option("--alias", line.certificate.aliases, "A further domain")->allow_extra_args(false);
+  add->add_option("--kind", line.certificate.kind, "Where it comes from and how far it is")
+      ->transform(CLI::CheckedTransformer(std::map<std::string, Kind>{
+          {"issued", Kind::kIssued},
+          {"verifying", Kind::kVerifying},
+          {"norenew", Kind::kNoRenew},
+          {"plain", Kind::kPlain},
+      }));
+  line.AddState(line.Command(*cert, "list", "Prints the certificates",
+                             [&line] { commands::ListCertificates(line.state); }));
 }
 
 void AddLists(CommandLine& line) {
@@ -143,6 +169,7 @@ int main(int argc, char** argv) {
   line.app.name("refpanel");
   AddServe(line);
   AddUsers(line);
+  AddCertificates(line);
   AddLists(line);
   AddRepair(line);
   try {

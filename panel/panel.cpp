@@ -7,10 +7,11 @@
 namespace panel {
 namespace {
 
-const Function* Find(const std::string& name) {
+const Function* Find(const Role& role, const std::string& name) {
   const auto functions = Functions();
-  const auto found = std::find_if(functions.begin(), functions.end(),
-                                  [&](const Function& function) { return function.name == name; });
+  const auto found = std::find_if(
+      functions.begin(), functions.end(),
+      [&](const Function& function) { return function.name == name && function.In(role); });
   return found == functions.end() ? nullptr : &*found;
 }
 
@@ -33,7 +34,7 @@ std::string Panel::Answer(std::string_view body) {
 
 Reply Panel::Run(const Form& form) {
   const std::string name = form.Require("func");
-  const Function* function = Find(name);
+  const Function* function = Find(role_, name);
   Session session;
   // Who has no session does not learn which functions there are.
   if (function == nullptr || function->access != Access::kAnyone) {
@@ -57,7 +58,7 @@ Reply Panel::Run(const Form& form) {
 }
 
 Reply Panel::Call(const Function& function, const Form& form, const Session& session) {
-  if (function.access == Access::kAdministrator && !session.administrator()) {
+  if (!function.OpenTo(session)) {
     throw Denied(std::string(function.name));
   }
   Reply reply;

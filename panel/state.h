@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "calls.h"
+#include "certificates.h"
 #include "database.h"
 #include "problems.h"
 #include "sessions.h"
@@ -19,6 +20,7 @@ struct State {
   Sessions sessions{database};
   Problems problems{database};
   CallLog calls{database};
+  Certificates certificates{database};
 };
 
 }  // namespace panel

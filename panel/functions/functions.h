@@ -23,5 +23,17 @@ void ProblemsList(const Context& context, Reply& reply);
 /// `user`, `remotehomedir`, `overwrite`: makes the access protection of the user's web directories
 /// hold on this host after the home came from `remotehomedir`; gives the number of repairs.
 void WebdomainDiraccessRepair(const Context& context, Reply& reply);
+/// The functions that this panel has and the session may call.
+void Actionlist(const Context& context, Reply& reply);
+/// The user's certificates, the administrator's list has those of all. With the letsencrypt plugin
+/// `letsencrypt`, `letsencrypt_verifying` or `letsencrypt_norenew` is on for those from there.
+void Sslcert(const Context& context, Reply& reply);
+/// `cert_name`: the backup record of the user's certificate; none when it is not from letsencrypt.
+void LetsencryptBackupGet(const Context& context, Reply& reply);
+/// The fields of such a record, `user_name`, sok=ok, as the administrator with `su`: the user has
+/// the certificate from then on.
+void LetsencryptBackupSet(const Context& context, Reply& reply);
+/// The letsencrypt certificates that there is something to do for, and what.
+void LetsencryptPeriodic(const Context& context, Reply& reply);
 
 }  // namespace panel::functions
