@@ -4,6 +4,8 @@
 
 #include "calls.h"
 #include "database.h"
+#include "hosted_databases.h"
+#include "options.h"
 #include "problems.h"
 #include "sessions.h"
 #include "users.h"
@@ -19,6 +21,8 @@ struct State {
   Sessions sessions{database};
   Problems problems{database};
   CallLog calls{database};
+  HostedDatabases hosted{database};
+  Options options{database};
 };
 
 }  // namespace panel
