@@ -21,6 +21,7 @@ struct ServeOptions {
   std::string cert;
   std::string key;
   bool plain = false;
+  dbserver::Endpoints endpoints;
 };
 
 /// Serves until SIGTERM or SIGINT. Writes one line for each address when all of them are served.

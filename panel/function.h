@@ -26,6 +26,7 @@ struct Context {
   State& state;
   const Session& session;
   const Form& form;
+  const dbserver::Endpoints& endpoints;
 };
 
 /// Who may call a function.

@@ -62,7 +62,7 @@ Reply Panel::Call(const Function& function, const Form& form, const Session& ses
     throw Denied(std::string(function.name));
   }
   Reply reply;
-  function.run({role_, state_, session, form}, reply);
+  function.run({role_, state_, session, form, endpoints_}, reply);
   return reply;
 }
 

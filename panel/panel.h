@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "function.h"
 
@@ -10,7 +11,8 @@ namespace panel {
 /// The panel behind the wire: one query in, one XML document out. Several threads may call at once.
 class Panel {
  public:
-  Panel(Role role, State& state) : role_(role), state_(state) {}
+  Panel(Role role, State& state, dbserver::Endpoints endpoints = {})
+      : role_(role), state_(state), endpoints_(std::move(endpoints)) {}
 
   /// Answers a body of type application/x-www-form-urlencoded. Every Error is an answer too: a
   /// document with /doc/error.
@@ -24,6 +26,7 @@ class Panel {
 
   Role role_;
   State& state_;
+  dbserver::Endpoints endpoints_;
 };
 
 }  // namespace panel

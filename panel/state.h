@@ -5,6 +5,8 @@
 #include "calls.h"
 #include "certificates.h"
 #include "database.h"
+#include "hosted_databases.h"
+#include "options.h"
 #include "problems.h"
 #include "sessions.h"
 #include "users.h"
@@ -21,6 +23,8 @@ struct State {
   Problems problems{database};
   CallLog calls{database};
   Certificates certificates{database};
+  HostedDatabases hosted{database};
+  Options options{database};
 };
 
 }  // namespace panel

@@ -35,5 +35,28 @@ void LetsencryptBackupGet(const Context& context, Reply& reply);
 void LetsencryptBackupSet(const Context& context, Reply& reply);
 /// The letsencrypt certificates that there is something to do for, and what.
 void LetsencryptPeriodic(const Context& context, Reply& reply);
+/// The databases, of the session's user or all. On a source of generation 4 with the fields of that
+/// generation.
+void DbList(const Context& context, Reply& reply);
+/// `elid`: the users of that database.
+void DbUsersList(const Context& context, Reply& reply);
+/// `plid`, `elid`: the form of a user of that database; with sok=ok sets it (see DbUsersSubmit).
+void DbUsersEdit(const Context& context, Reply& reply);
+/// `plid`, `name`: the access of database user `name` to that database: `remote_access`,
+/// `addr_list`, privileges, and `password` with `confirm` where one is given, as a hash with
+/// `hash`=on. With `name`=* makes the user `username`.
+void DbUsersSubmit(const Context& context, Reply& reply);
+/// `server`, `name`, `user`, sok=ok: makes a database and gives it to that database user; with
+/// `user`=* to a new one of `username`, `hash`, `password`, `confirm`.
+void DbEdit(const Context& context, Reply& reply);
+/// `server`, `name`, `path`, sok=ok: fills the database from the dump in that file of the user's
+/// home, in place of what is in it; makes the database when there is none.
+void DbRestore(const Context& context, Reply& reply);
+/// The database servers.
+void DbServerList(const Context& context, Reply& reply);
+/// The options.
+void OptionList(const Context& context, Reply& reply);
+/// `elid`: the option's `value`; with sok=ok and `value` sets it.
+void OptionEdit(const Context& context, Reply& reply);
 
 }  // namespace panel::functions
