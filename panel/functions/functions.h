@@ -52,6 +52,10 @@ void DbEdit(const Context& context, Reply& reply);
 /// `server`, `name`, `path`, sok=ok: fills the database from the dump in that file of the user's
 /// home, in place of what is in it; makes the database when there is none.
 void DbRestore(const Context& context, Reply& reply);
+/// Of generation 4: the database servers.
+void DbconfList(const Context& context, Reply& reply);
+/// `elid`: the form of a database server, of generation 4; it cannot be set.
+void DbconfEdit(const Context& context, Reply& reply);
 /// The database servers.
 void DbServerList(const Context& context, Reply& reply);
 /// The options.

@@ -22,6 +22,8 @@ std::span<const Function> Functions() {
   static constexpr std::array kFunctions = {
       Function{"actionlist", kUser, functions::Actionlist},
       Function{"auth", kAnyone, functions::Auth},
+      Function{"dbconf", kUser, functions::DbconfList, kGeneration4},
+      Function{"dbconf.edit", kUser, functions::DbconfEdit, kGeneration4},
       Function{"letsencrypt.backup.get", kUser, functions::LetsencryptBackupGet, kLetsencrypt},
       Function{"letsencrypt.backup.set", kUser, functions::LetsencryptBackupSet, kLetsencrypt},
       Function{"letsencrypt.periodic", kAdministrator, functions::LetsencryptPeriodic,
