@@ -40,8 +40,12 @@ void LetsencryptPeriodic(const Context& context, Reply& reply);
 void DbList(const Context& context, Reply& reply);
 /// `elid`: the users of that database.
 void DbUsersList(const Context& context, Reply& reply);
-/// `plid`, `elid`: the form of a user of that database; with sok=ok sets it (see DbUsersSubmit).
+/// `plid`, `elid`: the form of a user of that database; with sok=ok sets it (see DbUsersForm and
+/// DbUsersSubmit).
 void DbUsersEdit(const Context& context, Reply& reply);
+/// `plid`, `elid`, `needhash`: what the server knows of that user of the database, the password's
+/// hash with needhash=on alone; on a source of generation 4 with the fields of that generation.
+void DbUsersForm(const Context& context, Reply& reply);
 /// `plid`, `name`: the access of database user `name` to that database: `remote_access`,
 /// `addr_list`, privileges, and `password` with `confirm` where one is given, as a hash with
 /// `hash`=on. With `name`=* makes the user `username`.

@@ -21,7 +21,8 @@ setup_file() {
       CREATE USER any@localhost IDENTIFIED BY 'secret';
       CREATE USER any@'%' IDENTIFIED BY 'secret';
       CREATE USER other@localhost IDENTIFIED BY 'secret'"
-  pg "CREATE ROLE owner LOGIN PASSWORD 'secret'"
+  pg "SET password_encryption = 'scram-sha-256'; CREATE ROLE owner LOGIN PASSWORD 'secret';
+      SET password_encryption = 'md5'; CREATE ROLE old LOGIN PASSWORD 'secret'"
   pg "CREATE DATABASE shop OWNER owner"
 }
 
@@ -40,6 +41,7 @@ setup() {
   "$REFPANEL" dbuser add --state "$STATE" --server mysql any "$ALICE" --database shop
   "$REFPANEL" dbuser add --state "$STATE" --server mysql other "$BOB"
   "$REFPANEL" dbuser add --state "$STATE" --server pgsql owner "$ALICE"
+  "$REFPANEL" dbuser add --state "$STATE" --server pgsql old "$ALICE"
 }
 
 teardown() {
@@ -103,16 +105,19 @@ all_privileges() { # suffix
   [[ $(form 'shop->mysql' reader) == *"<select>on</select><lock>on</lock></doc>" ]]
 }
 
-@test "a role of PostgreSQL is shown with its verifier" {
+@test "roles of PostgreSQL are shown with their hashes" {
   local hash
   hash=$(pg "SELECT rolpassword FROM pg_authid WHERE rolname = 'owner'")
   [[ $hash == SCRAM-SHA-256* ]]
   start 4
   assert_has "$(form 'shop->pgsql' owner '&needhash=on')" "<dbuserhash>$hash</dbuserhash>"
   assert_has "$(form 'shop->pgsql' owner)" "$(all_privileges _priv)"
+  [[ $(form 'shop->pgsql' owner) != *dbuserhash* ]]
   stop_server
   start 5
   assert_has "$(form 'shop->pgsql' owner '&needhash=on')" "<password>$hash</password>"
+  hash=md5$(printf secretold | md5sum)
+  assert_has "$(form 'shop->pgsql' old '&needhash=on')" "<password>${hash%% *}</password>"
 }
 
 @test "a user without a hash that can be carried has none in the form" {

@@ -106,11 +106,7 @@ void ShowGeneration5(const Context& context, const Shown& user, Reply& reply) {
 
 }  // namespace
 
-void DbUsersEdit(const Context& context, Reply& reply) {
-  if (context.form.Submitted()) {
-    DbUsersSubmit(context, reply);
-    return;
-  }
+void DbUsersForm(const Context& context, Reply& reply) {
   const Shown user = Read(context);
   if (context.role.side == Side::kSource && context.role.generation == Generation::k4) {
     ShowGeneration4(context, user, reply);
