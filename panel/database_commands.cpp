@@ -39,7 +39,7 @@ void ListDatabaseServers(const std::filesystem::path& state) {
 void AddDatabase(const std::filesystem::path& state, const std::string& server,
                  const std::string& name, const std::string& owner) {
   State opened(state, Database::Open::kExisting);
-  dbserver::CheckName(opened.hosted.RequireServer(server).type, "NAME", name);
+  CheckName(opened.hosted.RequireServer(server).type, dbserver::NameOf::kDatabase, "NAME", name);
   opened.hosted.AddDatabase({{server, name}, opened.users.Require(owner).name});
 }
 
@@ -59,7 +59,7 @@ void AddDatabaseUser(const std::filesystem::path& state, const std::string& serv
                      const std::string& name, const std::string& owner,
                      const std::vector<std::string>& databases) {
   State opened(state, Database::Open::kExisting);
-  dbserver::CheckName(opened.hosted.RequireServer(server).type, "NAME", name);
+  CheckName(opened.hosted.RequireServer(server).type, dbserver::NameOf::kUser, "NAME", name);
   Transaction transaction(opened.database);
   opened.hosted.AddUser({{server, name}, opened.users.Require(owner).name});
   for (const std::string& database : databases) {

@@ -60,7 +60,8 @@ HostedDatabases::HostedDatabases(Database& database) : database_(database) {
       "  user TEXT NOT NULL,"
       "  PRIMARY KEY(server, database, user),"
       "  FOREIGN KEY(server, database) REFERENCES databases(server, name) ON DELETE CASCADE,"
-      "  FOREIGN KEY(server, user) REFERENCES database_users(server, name)) STRICT");
+      "  FOREIGN KEY(server, user) REFERENCES database_users(server, name) ON DELETE CASCADE) "
+      "STRICT");
 }
 
 std::vector<HostedServer> HostedDatabases::Servers() {
@@ -136,18 +137,17 @@ void HostedDatabases::AddUser(const Hosted& user) {
   }
 }
 
+void HostedDatabases::RemoveUser(const HostedName& id) {
+  Statement(database_, "DELETE FROM database_users WHERE server = ? AND name = ?", id.server,
+            id.name)
+      .Run();
+}
+
 std::vector<std::string> HostedDatabases::UsersOf(const HostedName& database) {
   return ReadNames(Statement(database_,
                              "SELECT user FROM database_access "
                              "WHERE server = ? AND database = ? ORDER BY user",
                              database.server, database.name));
-}
-
-std::vector<std::string> HostedDatabases::DatabasesOf(const HostedName& user) {
-  return ReadNames(Statement(database_,
-                             "SELECT database FROM database_access "
-                             "WHERE server = ? AND user = ? ORDER BY database",
-                             user.server, user.name));
 }
 
 void HostedDatabases::Attach(const HostedName& database, const std::string& user) {

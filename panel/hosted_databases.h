@@ -61,11 +61,11 @@ class HostedDatabases {
   std::optional<Hosted> FindUser(const HostedName& id);
   /// Throws Error "exists".
   void AddUser(const Hosted& user);
+  /// Forgets the user and what it works with.
+  void RemoveUser(const HostedName& id);
 
   /// Names of the users that work with `database`, in order.
   std::vector<std::string> UsersOf(const HostedName& database);
-  /// Names of the databases that `user` works with, in order.
-  std::vector<std::string> DatabasesOf(const HostedName& user);
   /// Lets `user` work with `database` of the same server; no error when it does already.
   /// REQUIRES: both were added.
   void Attach(const HostedName& database, const std::string& user);

@@ -116,6 +116,9 @@ void AddServe(CommandLine& line) {
                    "Directory of PostgreSQL's socket")
       ->capture_default_str()
       ->type_name("DIR");
+  serve->add_option("--pgsql-port", line.serve.endpoints.pgsql_port, "PostgreSQL's port")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 65535));
 }
 
 void AddUsers(CommandLine& line) {

@@ -64,7 +64,7 @@ struct UserOnServer {
   Privileges privileges;
 };
 
-/// The names of the server's own kind and of the panel's on it.
+/// What a server is. In lists and state: "mysql" and "pgsql".
 enum class Type { kMariadb, kPostgres };
 
 /// One database server. Every function throws Error: "system" with the server's or its client's own
@@ -78,11 +78,13 @@ class DatabaseServer {
 
   /// Throws Error "value" when `hash` is no password hash that this server can let somebody in by.
   /// The message names `user` and the kind of hash, never the hash.
-  virtual void CheckHash(const std::string& user, const std::string& hash) const = 0;
+  void CheckHash(const std::string& user, const std::string& hash) const;
   /// The hash of a password in plain text.
   virtual std::string HashOf(const std::string& password) = 0;
 
   virtual bool HasDatabase(const std::string& database) = 0;
+  /// True when there is nothing in it that a dump would hold.
+  virtual bool IsEmpty(const std::string& database) = 0;
   /// Makes an empty database that no database user has access to. Throws Error "exists".
   virtual void CreateDatabase(const std::string& database) = 0;
   /// Drops the database with all that is in it. What users may do with a later one of that name is
@@ -97,14 +99,17 @@ class DatabaseServer {
   virtual void CreateUser(const std::string& user, const std::string& hash) = 0;
   /// REQUIRES: CheckHash took `hash`, the user exists.
   virtual void SetHash(const std::string& user, const std::string& hash) = 0;
-  /// Lets `user` log in from this host and from `hosts`, and from nowhere else. A host that is new
-  /// starts without privileges. Does nothing where the server does not decide it.
+  /// Lets `user` log in from this host and from `hosts`, and from nowhere else, with the same hash
+  /// and privileges. Does nothing where the server does not decide it. Throws Error "value" when the
+  /// user has no hash.
   virtual void SetHosts(const std::string& user, const Hosts& hosts) = 0;
   /// Gives `user` these privileges on `database`, wherever it logs in from, and takes all others
-  /// there. REQUIRES: both exist.
+  /// there. Privileges that the server has besides go along with all of these (on MariaDB kGrant
+  /// excepted). On PostgreSQL kDrop, kAlter and kIndex are each the ownership of everything in the
+  /// database, and kLock comes with kUpdate and kDelete. REQUIRES: both exist.
   virtual void SetPrivileges(const std::string& database, const std::string& user,
                              const Privileges& privileges) = 0;
-  /// Drops the user everywhere on the server. A user that is not there is no error.
+  /// Drops a user that has no access to anything. One that is not there is no error.
   virtual void DropUser(const std::string& user) = 0;
 
   /// Starts a dump of `database`.
@@ -121,9 +126,13 @@ class DatabaseServer {
 struct Endpoints {
   std::string mysql_socket = "/run/mysqld/mysqld.sock";
   std::string pgsql_socket = "/run/postgresql";  ///< directory
+  /// Of that socket, and of 127.0.0.1, where restores log in by password.
+  std::string pgsql_port = "5432";
 };
 
-/// The server of that type on this host; connects at the first use.
+/// The server of that type on this host; connects at the first use. The panel is its administrator
+/// by the word of the system: MariaDB's root, PostgreSQL's postgres (by `peer`, as account postgres).
+/// REQUIRES: this process runs as root.
 std::unique_ptr<DatabaseServer> OpenServer(Type type, const Endpoints& endpoints);
 
 /// "mysql" or "pgsql".

@@ -9,6 +9,12 @@
 /// What the functions about databases share.
 namespace panel::functions {
 
+/// What errors call them.
+inline constexpr const char* kDatabase = "database";
+inline constexpr const char* kDatabaseUser = "database user";
+
+/// Throws Error "access" when `hosted`, a `what`, belongs to another user than the session's.
+void RequireOwn(const Context& context, const std::string& what, const Hosted& hosted);
 /// The database of that key in field `field`. Throws Error "value" for a field that is no key,
 /// "missing" when there is no such database, and "access" when it belongs to another user than the
 /// session's.

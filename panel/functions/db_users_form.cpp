@@ -14,22 +14,43 @@ using Kind = FieldDescription::Kind;
 /// A database user as the form shows it.
 struct Shown {
   HostedName database;
+  std::string owner;
   std::string name;
   std::string hash;  ///< empty when it was not asked for
   dbserver::Hosts hosts;
   dbserver::Privileges privileges;
 };
 
-Shown Read(const Context& context) {
-  const HostedName database = RequireDatabase(context, "plid").id;
-  const std::string user = context.form.Require("elid");
+bool WorksWith(const Context& context, const HostedName& database, const std::string& user) {
   const std::vector<std::string> users = context.state.hosted.UsersOf(database);
-  if (std::find(users.begin(), users.end(), user) == users.end()) {
+  return std::find(users.begin(), users.end(), user) != users.end();
+}
+
+// The names of all databases that the user works with.
+std::vector<std::string> DatabasesOf(const Context& context, const Shown& user) {
+  std::vector<std::string> names;
+  for (const Hosted& database : context.state.hosted.Databases(user.owner)) {
+    if (database.id.server == user.database.server && WorksWith(context, database.id, user.name)) {
+      names.push_back(database.id.name);
+    }
+  }
+  return names;
+}
+
+Shown Read(const Context& context) {
+  const Hosted hosted = RequireDatabase(context, "plid");
+  const HostedName& database = hosted.id;
+  const std::string user = context.form.Require("elid");
+  if (!WorksWith(context, database, user)) {
     throw Missing("user of database " + database.Key(), user);
   }
   const dbserver::UserOnServer found = ReadDatabaseUser(context, database, user);
-  return {database, user, context.form.Flag("needhash") ? found.hash : "", found.hosts,
-          found.privileges};
+  return {.database = database,
+          .owner = hosted.owner,
+          .name = user,
+          .hash = context.form.Flag("needhash") ? found.hash : "",
+          .hosts = found.hosts,
+          .privileges = found.privileges};
 }
 
 // No list stands for everywhere, as it does where the form is set.
@@ -65,8 +86,7 @@ void ShowGeneration4(const Context& context, const Shown& user, Reply& reply) {
     reply.Add("dbuserhostfrom", AddressList(user.hosts, "\n"));
   }
   ShowPrivileges(user, "_priv", reply);
-  const HostedName id{user.database.server, user.name};
-  const std::vector<std::string> databases = context.state.hosted.DatabasesOf(id);
+  const std::vector<std::string> databases = DatabasesOf(context, user);
   for (const std::string& database : databases) {
     reply.Add("dbnames", database);
   }
