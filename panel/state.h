@@ -2,11 +2,14 @@
 
 #include <filesystem>
 
-#include "panel/calls.h"
-#include "panel/database.h"
-#include "panel/problems.h"
-#include "panel/sessions.h"
-#include "panel/users.h"
+#include "calls.h"
+#include "certificates.h"
+#include "database.h"
+#include "hosted_databases.h"
+#include "options.h"
+#include "problems.h"
+#include "sessions.h"
+#include "users.h"
 
 namespace panel {
 
@@ -19,6 +22,9 @@ struct State {
   Sessions sessions{database};
   Problems problems{database};
   CallLog calls{database};
+  Certificates certificates{database};
+  HostedDatabases hosted{database};
+  Options options{database};
 };
 
 }  // namespace panel
