@@ -11,7 +11,7 @@ PRIVILEGES = ('SELECT', 'INSERT', 'UPDATE', 'DELETE', 'CREATE', 'DROP', 'ALTER',
 PARTS = """
 SELECT concat('definition of view ', table_name), security_type, check_option,
        left(sha2(view_definition, 256), 16)
-  FROM views WHERE table_schema = DATABASE ORDER BY 1;
+  FROM views WHERE table_schema = DATABASE ORDER BY binary 1;
 SELECT concat('trigger ', trigger_name), action_timing, event_manipulation, event_object_table,
        sql_mode, left(sha2(action_statement, 256), 16)
   FROM triggers WHERE trigger_schema = DATABASE ORDER BY 1;
@@ -37,43 +37,45 @@ def query(statements, database='information_schema', login=(), address=''):
 
 def databases(account):
     return query("SELECT schema_name FROM schemata WHERE schema_name LIKE '%s\\_%%' "
-                 "ORDER BY schema_name" % account).split()
+                 "ORDER BY binary schema_name" % account).split()
 
 
 def facts(database):
     yield 'characters', query("SELECT default_character_set_name, default_collation_name "
                               "FROM schemata WHERE schema_name = '%s'" % database)
-    for kind, name, next_id in rows(query(
-            "SELECT lower(table_type), table_name, ifnull(auto_increment, '-') FROM tables "
-            "WHERE table_schema = '%s' ORDER BY table_name" % database)):
-        quoted = '`%s`' % name.replace('`', '``')
-        if kind == 'sequence':
-            yield 'sequence ' + name, sequence(database, quoted)
-        elif kind == 'view':
-            yield 'view ' + name, view(database, quoted)
-        else:
-            yield 'table ' + name, '%s, next id %s' % (table(database, quoted), next_id)
+    yield from tables(database)
+    for name in relations(database, 'SEQUENCE'):
+        yield 'sequence ' + name, 'value ' + query('SELECT * FROM ' + quoted(name), database).split()[0]
+    for name in relations(database, 'VIEW'):
+        contents = query('SELECT * FROM ' + quoted(name), database).splitlines()
+        yield 'view ' + name, '%d rows, contents %s' % (len(contents), digest('\n'.join(sorted(contents))))
     for part, *properties in rows(query(PARTS.replace('DATABASE', "'%s'" % database))):
         yield part, ' '.join(properties)
     for part, *results in rows(query(uses(database), database)):
         yield 'use of ' + part, ' '.join(results)
 
 
-def sequence(database, name):
-    value = rows(query('SELECT * FROM ' + name, database))[0][0]
-    return 'value %s, structure %s' % (value, digest(query('SHOW CREATE TABLE ' + name, database)))
+def relations(database, kind):
+    return query("SELECT table_name FROM tables WHERE table_schema = '%s' AND table_type = '%s' "
+                 'ORDER BY binary table_name' % (database, kind)).splitlines()
 
 
-def view(database, name):
-    contents = query('SELECT * FROM ' + name, database).splitlines()
-    return '%d rows, contents %s' % (len(contents), digest('\n'.join(sorted(contents))))
+def quoted(name):
+    return '`%s`' % name.replace('`', '``')
 
 
-def table(database, name):
-    (count,), (_, checksum) = rows(query('SELECT count(*) FROM %s; CHECKSUM TABLE %s' % (name, name),
-                                         database))
-    structure = re.sub(r' AUTO_INCREMENT=\d+', '', query('SHOW CREATE TABLE ' + name, database))
-    return '%s rows, checksum %s, structure %s' % (count, checksum, digest(structure))
+def tables(database):
+    """Contents, structure and the next number of each table."""
+    names = relations(database, 'BASE TABLE')
+    listed = ', '.join(map(quoted, names))
+    counts = query(';'.join('SELECT count(*) FROM ' + quoted(name) for name in names), database).split()
+    checksums = rows(query('CHECKSUM TABLE ' + listed, database))
+    structures = rows(query(';'.join('SHOW CREATE TABLE ' + quoted(name) for name in names), database))
+    for name, count, (_, checksum), (_, structure) in zip(names, counts, checksums, structures, strict=True):
+        next_id = re.search(r' AUTO_INCREMENT=(\d+)', structure)
+        yield 'table ' + name, '%s rows, checksum %s, structure %s%s' % (
+            count, checksum, digest(re.sub(r' AUTO_INCREMENT=\d+', '', structure)),
+            ', next id ' + next_id[1] if next_id else '')
 
 
 def rights(user, database):

@@ -19,6 +19,14 @@ SELECT CASE kind WHEN 'S' THEN 'sequence' WHEN 'v' THEN 'view' WHEN 'm' THEN 'ma
   FROM objects WHERE kind IN ('r', 'p', 'v', 'm', 'S') ORDER BY name COLLATE "C";
 """
 
+SEQUENCE = """
+SELECT $${kind} {name}$$, 'value', last_value, 'called', is_called FROM {name};
+"""
+CONTENTS = """
+SELECT $${kind} {name}$$, count(*), 'rows, contents',
+       md5(coalesce(string_agg(r::text, E'\\n' ORDER BY r::text COLLATE "C"), '')) FROM {name} AS r;
+"""
+
 # What they are like, and all else that belongs to a database.
 PARTS = """
 SELECT 'columns of ' || o.name, md5(string_agg(concat_ws(' ', a.attname, a.attnotnull, a.attidentity,
@@ -36,7 +44,7 @@ SELECT 'index ' || indexname, indexdef FROM pg_indexes
   WHERE schemaname !~ '^(pg_|information_schema)' ORDER BY 1;
 SELECT 'definition of ' || name, md5(pg_get_viewdef(oid)) FROM objects
   WHERE kind IN ('v', 'm') ORDER BY 1;
-SELECT 'trigger ' || t.tgname, pg_get_triggerdef(t.oid)
+SELECT 'trigger ' || t.tgname, t.tgenabled, pg_get_triggerdef(t.oid)
   FROM pg_trigger t JOIN objects o ON o.oid = t.tgrelid WHERE NOT t.tgisinternal ORDER BY 1;
 SELECT 'function ' || p.proname, md5(pg_get_functiondef(p.oid))
   FROM pg_proc p JOIN pg_namespace n ON n.oid = p.pronamespace
@@ -78,22 +86,12 @@ def databases(account):
 def facts(database):
     yield 'characters', query('SELECT pg_encoding_to_char(encoding), datcollate, datctype '
                               'FROM pg_database WHERE datname = current_database()', database)
-    for kind, name in rows(query(RELATIONS + LIST, database)):
-        if kind == 'sequence':
-            value = query('SELECT last_value, is_called FROM ' + name, database)
-            yield 'sequence ' + name, 'value %s, called %s' % tuple(value.split())
-        else:
-            yield '%s %s' % (kind, name), contents(database, name)
-    for part, *properties in rows(query(RELATIONS + PARTS, database)):
+    statements = ''.join((SEQUENCE if kind == 'sequence' else CONTENTS).format(kind=kind, name=name)
+                         for kind, name in rows(query(RELATIONS + LIST, database)))
+    for part, *properties in rows(query(statements + RELATIONS + PARTS, database)):
         yield part, ' '.join(properties)
     for part, *results in rows(query(uses(database), database)):
         yield 'use of ' + part, ' '.join(results)
-
-
-def contents(database, name):
-    return '%s rows, contents %s' % tuple(query(
-        "SELECT count(*), md5(coalesce(string_agg(r::text, E'\\n' ORDER BY r::text COLLATE \"C\"), '')) "
-        'FROM %s AS r' % name, database).split())
 
 
 def rights(role, database):
