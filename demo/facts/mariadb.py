@@ -51,8 +51,6 @@ def facts(database):
         yield 'view ' + name, '%d rows, contents %s' % (len(contents), digest('\n'.join(sorted(contents))))
     for part, *properties in rows(query(PARTS.replace('DATABASE', "'%s'" % database))):
         yield part, ' '.join(properties)
-    for part, *results in rows(query(uses(database), database)):
-        yield 'use of ' + part, ' '.join(results)
 
 
 def relations(database, kind):
@@ -87,6 +85,12 @@ def rights(user, database):
             'GROUP BY grantee ORDER BY grantee' % (pattern, database, user))):
         held = [name for name in PRIVILEGES if name in privileges.split(',')]
         yield grantee, ', '.join(held + ['GRANT OPTION'] * (grantable == 'YES'))
+
+
+def use(login, database):
+    """What comes of using what is in the database, as that user."""
+    for part, *results in rows(query(uses(database), database, login)):
+        yield 'use of ' + part, ' '.join(results)
 
 
 def log_in(login, database, address):

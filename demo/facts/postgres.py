@@ -90,14 +90,18 @@ def facts(database):
                          for kind, name in rows(query(RELATIONS + LIST, database)))
     for part, *properties in rows(query(statements + RELATIONS + PARTS, database)):
         yield part, ' '.join(properties)
-    for part, *results in rows(query(uses(database), database)):
-        yield 'use of ' + part, ' '.join(results)
 
 
 def rights(role, database):
     """What the role may do with each relation of the database."""
     for name, held in rows(query(RELATIONS + RIGHTS.replace('ROLE', role), database)):
         yield '%s with %s' % (role, name), held
+
+
+def use(login, database):
+    """What comes of using what is in the database, as that user."""
+    for part, *results in rows(query(uses(database), database, login)):
+        yield 'use of ' + part, ' '.join(results)
 
 
 def log_in(login, database, address):
