@@ -65,6 +65,21 @@ assert_shows() {
   diff "$BATS_TEST_TMPDIR/src" <(facts src)
 }
 
+@test "an account is given databases once, and only as asked" {
+  run -1 --separate-stderr on src "$DEMO/make-databases" tess 4
+  [[ $stderr == "make-databases: tess has databases already, see /root/demo-passwords/tess" ]]
+  for arguments in "" tess "tess 3" "tess 4 5" "te_ss 4" "tess 4 --rows 0" "tess 4 --rows" "tess 4 --x"
+  do
+    # shellcheck disable=SC2086  # These are several arguments.
+    run -2 --separate-stderr on src "$DEMO/make-databases" $arguments
+    [[ ${stderr##*$'\n'} == "usage: make-databases USER 4|5 [--rows N]" ]]
+  done
+}
+
+@test "passwords are root's alone" {
+  [[ $(on src stat -c %a:%U /root/demo-passwords /root/demo-passwords/tess) == $'700:root\n600:root' ]]
+}
+
 @test "who is let in over the network is told for each address" {
   run -0 facts dst --logins-at 10.99.0.2
   [[ ${#lines[@]} -eq 14 ]]
