@@ -9,8 +9,9 @@ refuse() {
 
 # MESSAGE: ends with the message, and what the service itself has said.
 give_up() {
+  echo "$1" >&2
   cat "$LOG" >&2
-  refuse "$1"
+  exit 1
 }
 
 # COMMAND PACKAGE: ends when the host has no such command.

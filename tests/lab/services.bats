@@ -203,11 +203,11 @@ occupy() {
   occupy src 3306
   run -1 start src mariadb
   [[ $output == *"Do you already have another server running on port: 3306"* ]]
-  [[ ${lines[-1]} == "MariaDB does not start" ]]
+  [[ ${lines[0]} == "MariaDB does not start" ]]
   occupy src 5432
   run -1 start src postgres
   [[ $output == *'could not bind IPv4 address "0.0.0.0": Address already in use'* ]]
-  [[ ${lines[-1]} == "PostgreSQL does not start" ]]
+  [[ ${lines[0]} == "PostgreSQL does not start" ]]
   lab_down
 }
 
@@ -215,9 +215,9 @@ occupy() {
   lab_up --size 24m
   run -1 start src mariadb
   [[ $output == *"Probably out of disk space"* ]]
-  [[ ${lines[-1]} == "MariaDB's data cannot be made" && -z $(on src ls -A /var/lib/mysql) ]]
+  [[ ${lines[0]} == "MariaDB's data cannot be made" && -z $(on src ls -A /var/lib/mysql) ]]
   run -1 start src postgres
   [[ $output == *"No space left on device"* ]]
-  [[ ${lines[-1]} == "PostgreSQL's data cannot be made" ]]
+  [[ ${lines[0]} == "PostgreSQL's data cannot be made" ]]
   lab_down
 }
