@@ -2,11 +2,11 @@
 #include <ctime>
 #include <iostream>
 
-#include "certificate_keys.h"
-#include "commands.h"
-#include "digest.h"
-#include "error.h"
-#include "text.h"
+#include "panel/certificate_keys.h"
+#include "panel/commands.h"
+#include "panel/digest.h"
+#include "panel/error.h"
+#include "panel/text.h"
 #include "trel/str.h"
 
 namespace panel::commands {

@@ -1,4 +1,4 @@
-#include "certificate_keys.h"
+#include "panel/certificate_keys.h"
 
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "error.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel::certificate_keys {

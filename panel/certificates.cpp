@@ -1,6 +1,6 @@
-#include "certificates.h"
+#include "panel/certificates.h"
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "database.h"
-#include "form.h"
+#include "panel/database.h"
+#include "panel/form.h"
 
 namespace panel {
 

@@ -1,11 +1,11 @@
-#include "database_commands.h"
+#include "panel/database_commands.h"
 
 #include <iostream>
 
-#include "dbserver/names.h"
-#include "error.h"
-#include "state.h"
-#include "text.h"
+#include "panel/dbserver/names.h"
+#include "panel/error.h"
+#include "panel/state.h"
+#include "panel/text.h"
 #include "trel/str.h"
 
 namespace panel::commands {

@@ -1,4 +1,4 @@
-#include "digest.h"
+#include "panel/digest.h"
 
 #include <openssl/sha.h>
 

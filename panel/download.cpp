@@ -1,4 +1,4 @@
-#include "download.h"
+#include "panel/download.h"
 
 #include <utility>
 

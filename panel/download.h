@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "dbserver/dump_stream.h"
-#include "error.h"
+#include "panel/dbserver/dump_stream.h"
+#include "panel/error.h"
 
 namespace panel {
 

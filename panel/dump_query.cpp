@@ -1,10 +1,10 @@
-#include "dump_query.h"
+#include "panel/dump_query.h"
 
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
-#include "error.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel {

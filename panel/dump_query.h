@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "function.h"
-#include "hosted_databases.h"
+#include "panel/function.h"
+#include "panel/hosted_databases.h"
 
 namespace panel {
 

@@ -1,4 +1,4 @@
-#include "home_file.h"
+#include "panel/home_file.h"
 
 #include <fcntl.h>
 #include <linux/openat2.h>
@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "error.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/text.h"
 
 namespace panel {
 namespace {

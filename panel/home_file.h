@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "account.h"
-#include "descriptor.h"
+#include "panel/account.h"
+#include "panel/descriptor.h"
 
 namespace panel {
 

@@ -1,6 +1,6 @@
-#include "hosted_databases.h"
+#include "panel/hosted_databases.h"
 
-#include "error.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "database.h"
-#include "dbserver/database_server.h"
+#include "panel/database.h"
+#include "panel/dbserver/database_server.h"
 
 namespace panel {
 

@@ -2,9 +2,9 @@
 #include <functional>
 #include <iostream>
 
-#include "commands.h"
-#include "database_commands.h"
-#include "text.h"
+#include "panel/commands.h"
+#include "panel/database_commands.h"
+#include "panel/text.h"
 
 namespace {
 

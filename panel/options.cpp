@@ -1,6 +1,6 @@
-#include "options.h"
+#include "panel/options.h"
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 

@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "database.h"
+#include "panel/database.h"
 
 namespace panel {
 

@@ -1,11 +1,11 @@
-#include "panel.h"
+#include "panel/panel.h"
 
 #include <algorithm>
 #include <iostream>
 
-#include "error.h"
-#include "functions/databases.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/functions/databases.h"
+#include "panel/text.h"
 
 namespace panel {
 namespace {

@@ -5,9 +5,9 @@
 #include <string_view>
 #include <utility>
 
-#include "download.h"
-#include "dump_query.h"
-#include "function.h"
+#include "panel/download.h"
+#include "panel/dump_query.h"
+#include "panel/function.h"
 
 namespace panel {
 

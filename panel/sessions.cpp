@@ -1,7 +1,7 @@
-#include "sessions.h"
+#include "panel/sessions.h"
 
-#include "digest.h"
-#include "error.h"
+#include "panel/digest.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel {

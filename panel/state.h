@@ -2,14 +2,14 @@
 
 #include <filesystem>
 
-#include "calls.h"
-#include "certificates.h"
-#include "database.h"
-#include "hosted_databases.h"
-#include "options.h"
-#include "problems.h"
-#include "sessions.h"
-#include "users.h"
+#include "panel/calls.h"
+#include "panel/certificates.h"
+#include "panel/database.h"
+#include "panel/hosted_databases.h"
+#include "panel/options.h"
+#include "panel/problems.h"
+#include "panel/sessions.h"
+#include "panel/users.h"
 
 namespace panel {
 

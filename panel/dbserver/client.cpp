@@ -1,4 +1,4 @@
-#include "dbserver/client.h"
+#include "panel/dbserver/client.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "error.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "account.h"
-#include "descriptor.h"
+#include "panel/account.h"
+#include "panel/descriptor.h"
 
 namespace panel::dbserver {
 

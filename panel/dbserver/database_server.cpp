@@ -1,9 +1,9 @@
-#include "dbserver/database_server.h"
+#include "panel/dbserver/database_server.h"
 
-#include "dbserver/hashes.h"
-#include "dbserver/mariadb.h"
-#include "dbserver/postgres.h"
-#include "error.h"
+#include "panel/dbserver/hashes.h"
+#include "panel/dbserver/mariadb.h"
+#include "panel/dbserver/postgres.h"
+#include "panel/error.h"
 
 namespace panel::dbserver {
 namespace {

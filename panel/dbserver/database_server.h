@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "account.h"
-#include "dbserver/dump_stream.h"
+#include "panel/account.h"
+#include "panel/dbserver/dump_stream.h"
 
 /// Database servers behind the panel: what they hold, and what the panel does there.
 namespace panel::dbserver {

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "dbserver/dump_filter.h"
-#include "dbserver/sql_text.h"
+#include "panel/dbserver/dump_filter.h"
+#include "panel/dbserver/sql_text.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

@@ -1,4 +1,4 @@
-#include "dbserver/dump_transfer.h"
+#include "panel/dbserver/dump_transfer.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "error.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "dbserver/client.h"
-#include "dbserver/dump_filter.h"
-#include "dbserver/dump_stream.h"
+#include "panel/dbserver/client.h"
+#include "panel/dbserver/dump_filter.h"
+#include "panel/dbserver/dump_stream.h"
 
 namespace panel::dbserver {
 

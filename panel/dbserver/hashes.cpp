@@ -1,4 +1,4 @@
-#include "dbserver/hashes.h"
+#include "panel/dbserver/hashes.h"
 
 #include <openssl/evp.h>
 
@@ -6,8 +6,8 @@
 #include <array>
 #include <regex>
 
-#include "error.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/text.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

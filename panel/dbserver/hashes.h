@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "dbserver/database_server.h"
+#include "panel/dbserver/database_server.h"
 
 /// Password hashes of the database servers.
 namespace panel::dbserver {

@@ -1,10 +1,10 @@
-#include "dbserver/mariadb.h"
+#include "panel/dbserver/mariadb.h"
 
-#include "dbserver/dump_transfer.h"
-#include "dbserver/hashes.h"
-#include "dbserver/mariadb_quoting.h"
-#include "dbserver/names.h"
-#include "error.h"
+#include "panel/dbserver/dump_transfer.h"
+#include "panel/dbserver/hashes.h"
+#include "panel/dbserver/mariadb_quoting.h"
+#include "panel/dbserver/names.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

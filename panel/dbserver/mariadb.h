@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "dbserver/database_server.h"
-#include "dbserver/mariadb_connection.h"
+#include "panel/dbserver/database_server.h"
+#include "panel/dbserver/mariadb_connection.h"
 
 namespace panel::dbserver {
 

@@ -1,6 +1,6 @@
-#include "dbserver/mariadb_connection.h"
+#include "panel/dbserver/mariadb_connection.h"
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel::dbserver {
 namespace {

@@ -1,4 +1,4 @@
-#include "dbserver/mariadb_quoting.h"
+#include "panel/dbserver/mariadb_quoting.h"
 
 namespace panel::dbserver {
 

@@ -1,12 +1,12 @@
-#include "dbserver/names.h"
+#include "panel/dbserver/names.h"
 
 #include <utf8.h>
 
 #include <algorithm>
 #include <array>
 
-#include "error.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/text.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

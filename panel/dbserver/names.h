@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "dbserver/database_server.h"
+#include "panel/dbserver/database_server.h"
 
 namespace panel::dbserver {
 

@@ -1,10 +1,10 @@
-#include "dbserver/postgres.h"
+#include "panel/dbserver/postgres.h"
 
-#include "dbserver/dump_transfer.h"
-#include "dbserver/hashes.h"
-#include "dbserver/names.h"
-#include "dbserver/postgres_privileges.h"
-#include "error.h"
+#include "panel/dbserver/dump_transfer.h"
+#include "panel/dbserver/hashes.h"
+#include "panel/dbserver/names.h"
+#include "panel/dbserver/postgres_privileges.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

@@ -1,12 +1,12 @@
-#include "dbserver/postgres_connection.h"
+#include "panel/dbserver/postgres_connection.h"
 
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
 
-#include "account.h"
-#include "error.h"
+#include "panel/account.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "dbserver/database_server.h"
+#include "panel/dbserver/database_server.h"
 
 namespace panel::dbserver {
 

@@ -1,6 +1,6 @@
-#include "dbserver/postgres_privileges.h"
+#include "panel/dbserver/postgres_privileges.h"
 
-#include "error.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

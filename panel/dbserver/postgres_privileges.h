@@ -1,6 +1,6 @@
 #pragma once
 
-#include "dbserver/postgres_connection.h"
+#include "panel/dbserver/postgres_connection.h"
 
 namespace panel::dbserver {
 

@@ -1,6 +1,6 @@
 #include <utility>
 
-#include "dbserver/dump_filter.h"
+#include "panel/dbserver/dump_filter.h"
 #include "trel/str.h"
 
 namespace panel::dbserver {

@@ -1,4 +1,4 @@
-#include "dbserver/sql_text.h"
+#include "panel/dbserver/sql_text.h"
 
 #include <string>
 

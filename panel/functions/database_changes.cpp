@@ -1,7 +1,7 @@
-#include "functions/database_changes.h"
+#include "panel/functions/database_changes.h"
 
-#include "dbserver/names.h"
-#include "error.h"
+#include "panel/dbserver/names.h"
+#include "panel/error.h"
 #include "trel/str.h"
 
 namespace panel::functions {

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "functions/databases.h"
-#include "functions/undo.h"
+#include "panel/functions/databases.h"
+#include "panel/functions/undo.h"
 
 /// What the functions that change databases share.
 namespace panel::functions {

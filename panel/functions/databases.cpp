@@ -1,9 +1,9 @@
-#include "functions/databases.h"
+#include "panel/functions/databases.h"
 
 #include <utility>
 
-#include "error.h"
-#include "text.h"
+#include "panel/error.h"
+#include "panel/text.h"
 
 namespace panel::functions {
 namespace {

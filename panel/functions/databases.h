@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "dbserver/database_server.h"
-#include "function.h"
+#include "panel/dbserver/database_server.h"
+#include "panel/function.h"
 
 /// What the functions about databases share.
 namespace panel::functions {

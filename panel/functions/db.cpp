@@ -1,4 +1,4 @@
-#include "functions/functions.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 

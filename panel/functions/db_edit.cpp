@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "functions/database_changes.h"
-#include "functions/functions.h"
+#include "panel/functions/database_changes.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 namespace {

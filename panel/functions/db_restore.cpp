@@ -2,11 +2,11 @@
 #include <mutex>
 #include <set>
 
-#include "dbserver/names.h"
-#include "error.h"
-#include "functions/database_changes.h"
-#include "functions/functions.h"
-#include "home_file.h"
+#include "panel/dbserver/names.h"
+#include "panel/error.h"
+#include "panel/functions/database_changes.h"
+#include "panel/functions/functions.h"
+#include "panel/home_file.h"
 #include "trel/str.h"
 
 namespace panel::functions {

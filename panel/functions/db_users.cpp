@@ -1,5 +1,5 @@
-#include "functions/databases.h"
-#include "functions/functions.h"
+#include "panel/functions/databases.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 

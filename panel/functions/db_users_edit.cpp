@@ -1,7 +1,7 @@
-#include "dbserver/names.h"
-#include "error.h"
-#include "functions/database_changes.h"
-#include "functions/functions.h"
+#include "panel/dbserver/names.h"
+#include "panel/error.h"
+#include "panel/functions/database_changes.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 namespace {

@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "error.h"
-#include "functions/databases.h"
-#include "functions/form_description.h"
-#include "functions/functions.h"
+#include "panel/error.h"
+#include "panel/functions/databases.h"
+#include "panel/functions/form_description.h"
+#include "panel/functions/functions.h"
 #include "trel/str.h"
 
 namespace panel::functions {

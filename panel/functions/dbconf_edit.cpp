@@ -1,6 +1,6 @@
-#include "error.h"
-#include "functions/form_description.h"
-#include "functions/functions.h"
+#include "panel/error.h"
+#include "panel/functions/form_description.h"
+#include "panel/functions/functions.h"
 
 namespace panel::functions {
 

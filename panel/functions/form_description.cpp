@@ -1,4 +1,4 @@
-#include "functions/form_description.h"
+#include "panel/functions/form_description.h"
 
 namespace panel::functions {
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "function.h"
+#include "panel/function.h"
 
 namespace panel::functions {
 

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <set>
 
-#include "certificate_keys.h"
-#include "error.h"
-#include "functions/functions.h"
-#include "text.h"
+#include "panel/certificate_keys.h"
+#include "panel/error.h"
+#include "panel/functions/functions.h"
+#include "panel/text.h"
 #include "trel/str.h"
 
 namespace panel::functions {

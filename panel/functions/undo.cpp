@@ -1,4 +1,4 @@
-#include "functions/undo.h"
+#include "panel/functions/undo.h"
 
 #include <exception>
 

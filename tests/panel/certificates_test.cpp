@@ -1,10 +1,10 @@
-#include "certificates.h"
+#include "panel/certificates.h"
 
 #include <gtest/gtest.h>
 
-#include "certificate_keys.h"
-#include "digest.h"
-#include "panel.h"
+#include "panel/certificate_keys.h"
+#include "panel/digest.h"
+#include "panel/panel.h"
 #include "temp_dir.h"
 #include "trel/str.h"
 

@@ -1,8 +1,8 @@
-#include "dump_query.h"
+#include "panel/dump_query.h"
 
 #include <gtest/gtest.h>
 
-#include "error.h"
+#include "panel/error.h"
 
 namespace panel {
 namespace {
