@@ -26,8 +26,7 @@ class Limit {
   }
 
   void Check(std::uint64_t total) const {
-    if (total > kReplyLimit)
-      throw HttpFailure(place_ + ": the answer is larger than 256 MiB");
+    if (total > kReplyLimit) throw HttpFailure(place_ + ": the answer is larger than 256 MiB");
   }
 
  private:
@@ -91,8 +90,7 @@ class PassBody : public Receiver {
 /// "scheme://host:port" of `url` in lower case, empty for any scheme but http and https.
 std::string OriginOf(const std::string& url) {
   const auto scheme = str::Lower(url.substr(0, url.find("://")));
-  if (scheme != "http" && scheme != "https")
-    return "";
+  if (scheme != "http" && scheme != "https") return "";
   return scheme + "://" + str::Lower(PlaceOf(url));
 }
 
@@ -101,8 +99,7 @@ class Way {
  public:
   Way(const std::string& url, const std::string& socket, int timeout, bool at_most_once)
       : place_(socket.empty() ? PlaceOf(url) : socket), origin_(OriginOf(url)) {
-    if (origin_.empty())
-      throw HttpFailure(place_ + ": neither http:// nor https://");
+    if (origin_.empty()) throw HttpFailure(place_ + ": neither http:// nor https://");
     route_ = {url, socket, timeout, 0, at_most_once};
   }
 
@@ -121,8 +118,7 @@ class Way {
 
   /// Turns to `url`, where the peer redirects to.
   void Follow(const std::string& url) {
-    if (route_.fresh)
-      throw HttpFailure(place_ + ": redirects a request that is sent only once");
+    if (route_.fresh) throw HttpFailure(place_ + ": redirects a request that is sent only once");
     if (OriginOf(url) != origin_)
       throw HttpFailure(place_ + ": redirects to another place, which is not followed");
     if (++redirects_ > kMaxRedirects)
@@ -157,8 +153,7 @@ int Perform(Transfer& transfer, Receiver& receiver, bool at_most_once) {
   try {
     return transfer.Perform(receiver);
   } catch (const HttpFailure& failure) {
-    if (!at_most_once || !transfer.Sent())
-      throw;
+    if (!at_most_once || !transfer.Sent()) throw;
     throw HttpFailure(std::string(failure.what()) +
                       "; whether the request was carried out is not known");
   }
@@ -172,8 +167,7 @@ HttpReply CurlHttp::Post(const HttpPost& post) {
     transfer.SetForm(post);
     const int status = Perform(transfer, receiver, post.at_most_once);
     const auto redirect = transfer.Redirect();
-    if (!redirect)
-      return {status, std::move(receiver.body)};
+    if (!redirect) return {status, std::move(receiver.body)};
     way.Follow(*redirect);
   }
 }
@@ -186,8 +180,7 @@ int CurlHttp::Get(const std::string& url, int timeout,
     Transfer transfer(conf(), way.Next());
     const int status = transfer.Perform(receiver);
     const auto redirect = transfer.Redirect();
-    if (!redirect)
-      return status;
+    if (!redirect) return status;
     way.Follow(*redirect);
   }
 }

@@ -17,8 +17,7 @@ std::string Reason(CURL* handle, const std::string& details) {
 /// The reason alone, of the two prefixes that libcurl gives to what is wrong with a certificate.
 std::string WithoutPrefix(const std::string& details) {
   for (const std::string prefix : {"SSL certificate problem: ", "SSL: "}) {
-    if (details.rfind(prefix, 0) == 0)
-      return details.substr(prefix.size());
+    if (details.rfind(prefix, 0) == 0) return details.substr(prefix.size());
   }
   return LowerFirst(details);
 }
@@ -33,8 +32,7 @@ std::string DescribeTimeout(CURL* handle, int timeout) {
   const auto within = [](int seconds) { return " within " + std::to_string(seconds) + " s"; };
   if (Passed(handle, CURLINFO_STARTTRANSFER_TIME_T))
     return "the answer was not complete" + within(timeout);
-  if (Passed(handle, CURLINFO_PRETRANSFER_TIME_T))
-    return "no answer" + within(timeout);
+  if (Passed(handle, CURLINFO_PRETRANSFER_TIME_T)) return "no answer" + within(timeout);
   return "no connection" +
          within(timeout > 0 ? std::min(timeout, kConnectTimeout) : kConnectTimeout);
 }

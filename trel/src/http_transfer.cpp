@@ -17,8 +17,7 @@ CURL* ThreadHandle() {
   static const CURLcode ready = curl_global_init(CURL_GLOBAL_ALL);
   thread_local const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> handle(
       ready == CURLE_OK ? curl_easy_init() : nullptr, curl_easy_cleanup);
-  if (!handle)
-    throw std::bad_alloc();
+  if (!handle) throw std::bad_alloc();
   return handle.get();
 }
 
@@ -87,8 +86,7 @@ void Transfer::SetTrust(const Conf& conf) {
 
 void Transfer::AddHeader(const std::string& line) {
   auto* list = curl_slist_append(headers_.get(), line.c_str());
-  if (list == nullptr)
-    throw std::bad_alloc();
+  if (list == nullptr) throw std::bad_alloc();
   static_cast<void>(headers_.release());
   headers_.reset(list);
 }
@@ -96,27 +94,23 @@ void Transfer::AddHeader(const std::string& line) {
 void Transfer::SetForm(const HttpPost& post) {
   AddHeader("Content-Type: application/x-www-form-urlencoded");
   AddHeader("Expect:");  // the body goes out at once, without asking whether it is welcome
-  if (!post.language.empty())
-    AddHeader("Accept-Language: " + post.language);
+  if (!post.language.empty()) AddHeader("Accept-Language: " + post.language);
   curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_.get());
   curl_easy_setopt(handle_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(post.body.size()));
   curl_easy_setopt(handle_, CURLOPT_POSTFIELDS, post.body.c_str());
-  if (!post.agent.empty())
-    curl_easy_setopt(handle_, CURLOPT_USERAGENT, post.agent.c_str());
+  if (!post.agent.empty()) curl_easy_setopt(handle_, CURLOPT_USERAGENT, post.agent.c_str());
 }
 
 int Transfer::Perform(Receiver& receiver) {
   receiver_ = &receiver;
   const auto code = curl_easy_perform(handle_);
-  if (thrown_)
-    std::rethrow_exception(thrown_);
+  if (thrown_) std::rethrow_exception(thrown_);
   if (code != CURLE_OK) {
     const auto place = route_.socket.empty() ? PlaceOf(route_.url) : route_.socket;
     throw HttpFailure(place + ": " +
                       DescribeFailure(handle_, code, details_.c_str(), route_.timeout));
   }
-  if (!begun_)
-    Begin();
+  if (!begun_) Begin();
   return Status();
 }
 
@@ -146,8 +140,7 @@ void Transfer::Begin() {
 }
 
 void Transfer::Take(std::string_view piece) {
-  if (!begun_)
-    Begin();
+  if (!begun_) Begin();
   receiver_->Take(piece);
 }
 

@@ -89,8 +89,7 @@ SSH::SSH(const trel_seam::SshTarget& target) : host_(target.host) {
 SSH::~SSH() = default;
 
 SSH& SSH::Execute(const std::string& command) {
-  if (command_ && !command_->done)
-    Finish(false);
+  if (command_ && !command_->done) Finish(false);
   command_.reset();
   Run(host_, [&] { connection_->Start(command); });
   command_ = std::make_unique<Command>();
@@ -104,8 +103,7 @@ std::ostream& SSH::In() {
 }
 
 void SSH::CloseIn() {
-  if (!Current().done)
-    Finish(true);
+  if (!Current().done) Finish(true);
 }
 
 std::string SSH::Str() {
@@ -117,16 +115,13 @@ int SSH::Result() {
 }
 
 SSH::Command& SSH::Current() {
-  if (!command_)
-    trel_err::AssertError::Raise("trel_rpc.h", 0, "SSH", "no command was started");
+  if (!command_) trel_err::AssertError::Raise("trel_rpc.h", 0, "SSH", "no command was started");
   return *command_;
 }
 
 const trel_seam::SshOutcome& SSH::Outcome() {
-  if (!Current().done)
-    Finish(false);
-  if (command_->failure)
-    std::rethrow_exception(command_->failure);
+  if (!Current().done) Finish(false);
+  if (command_->failure) std::rethrow_exception(command_->failure);
   return command_->outcome;
 }
 
@@ -139,8 +134,7 @@ void SSH::Finish(bool closed) {
     command_->failure = std::current_exception();
   }
   Wipe(input);
-  if (command_->failure)
-    std::rethrow_exception(command_->failure);
+  if (command_->failure) std::rethrow_exception(command_->failure);
 }
 
 SSHpass::SSHpass(const std::string& host, const std::string& login, const std::string& password,

@@ -41,13 +41,11 @@ class PartFile {
     part_ = path.substr(0, path.size() - name.size()) + ".fetch-XXXXXX";
     // Makes a file that was not there, for its owner alone.
     file_ = Descriptor(mkostemp(part_.data(), O_CLOEXEC));
-    if (!file_)
-      Fail(path_, errno);
+    if (!file_) Fail(path_, errno);
   }
 
   ~PartFile() {
-    if (!part_.empty())
-      unlink(part_.c_str());
+    if (!part_.empty()) unlink(part_.c_str());
   }
 
   PartFile(const PartFile&) = delete;
@@ -56,8 +54,7 @@ class PartFile {
   void Append(std::string_view piece) {
     while (!piece.empty()) {
       const auto size = write(file_.get(), piece.data(), piece.size());
-      if (size < 0 && errno != EINTR)
-        Fail(path_, errno);
+      if (size < 0 && errno != EINTR) Fail(path_, errno);
       piece.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     }
   }
@@ -94,8 +91,7 @@ bool LooksLikeXml(std::string_view text) {
 
 /// Throws the error that the document holds; anything else passes.
 void RefuseErrorDocument(std::string text, const std::string& place) {
-  if (!LooksLikeXml(text))
-    return;
+  if (!LooksLikeXml(text)) return;
   trel_xml::Xml document;
   try {
     document = trel_xml::Xml::Parse(std::move(text));
@@ -103,8 +99,7 @@ void RefuseErrorDocument(std::string text, const std::string& place) {
     return;  // a file that merely begins like a document
   }
   const auto error = document.GetRoot().FindNode("error");
-  if (!error)
-    return;
+  if (!error) return;
   const auto message = error.FindNode("msg").Str();
   throw trel_err::Error("remote", "fetch",
                         place + ": " + (message.empty() ? "an error without a message" : message),
@@ -123,8 +118,7 @@ void FetchFile(const std::string& url, const std::string& path, int timeout) {
   } catch (const trel_seam::HttpFailure& failure) {
     Fail(failure.what());
   }
-  if (status != 200)
-    Fail(place + ": answered with status " + std::to_string(status));
+  if (status != 200) Fail(place + ": answered with status " + std::to_string(status));
   RefuseErrorDocument(part.Document(), place);
   part.Replace();
 }

@@ -45,8 +45,7 @@ class Pump {
 int SignalNumber(const char* name) {
   for (int number = 1; number < NSIG; ++number) {
     const char* known = sigabbrev_np(number);
-    if (known != nullptr && std::strcmp(known, name) == 0)
-      return number;
+    if (known != nullptr && std::strcmp(known, name) == 0) return number;
   }
   return 0;
 }
@@ -58,8 +57,7 @@ SshCommand::SshCommand(const SshSession& session, const std::string& command)
   if (!channel_ || ssh_is_connected(session_.get()) == 0)
     throw session_.Failure(SshStep::kLost, "the connection is gone");
   SetCallbacks();
-  if (ssh_channel_open_session(channel_.get()) != SSH_OK)
-    throw session_.Lost();
+  if (ssh_channel_open_session(channel_.get()) != SSH_OK) throw session_.Lost();
   if (ssh_channel_request_exec(channel_.get(), command.c_str()) != SSH_OK)
     throw session_.Failure(SshStep::kLost, "the host does not run the command");
 }
@@ -91,10 +89,8 @@ void SshCommand::End(int status) {
 SshOutcome SshCommand::Finish(std::string_view input) {
   const Pump pump(session_.get());
   for (bool moved = true; !Complete();) {
-    if (!moved && LeftOpen())
-      break;
-    if (!moved && !pump.Wait())
-      throw session_.Lost();
+    if (!moved && LeftOpen()) break;
+    if (!moved && !pump.Wait()) throw session_.Lost();
     // Reading and writing take turns: a peer that does only one of them stops when both windows
     // are full. Reading comes first because it also takes in the room to write.
     moved = Drain(kOutput);
@@ -102,8 +98,7 @@ SshOutcome SshCommand::Finish(std::string_view input) {
     moved |= Feed(input);
   }
   ssh_channel_close(channel_.get());
-  if (!status_)
-    throw session_.Failure(SshStep::kLost, "the command ended without an exit status");
+  if (!status_) throw session_.Failure(SshStep::kLost, "the command ended without an exit status");
   return {std::move(output_), *status_};
 }
 
@@ -111,32 +106,26 @@ bool SshCommand::Drain(Stream stream) {
   std::array<char, 65536> piece;
   const int size = ssh_channel_read_nonblocking(channel_.get(), piece.data(), piece.size(),
                                                 stream == kErrors ? 1 : 0);
-  if (size == SSH_ERROR)
-    throw session_.Lost();
-  if (size <= 0)
-    return false;
-  if (stream == kOutput)
-    output_.append(piece.data(), static_cast<std::size_t>(size));
+  if (size == SSH_ERROR) throw session_.Lost();
+  if (size <= 0) return false;
+  if (stream == kOutput) output_.append(piece.data(), static_cast<std::size_t>(size));
   if (output_.size() > kOutputLimit)
     throw session_.Failure(SshStep::kLost, "the output is larger than 256 MiB");
   return true;
 }
 
 bool SshCommand::Feed(std::string_view& input) {
-  if (input_ended_ || status_ || Closed())
-    return false;
+  if (input_ended_) return false;
   if (input.empty()) {
     ssh_channel_send_eof(channel_.get());
     return input_ended_ = true;
   }
   const auto size =
       std::min<std::size_t>({input.size(), ssh_channel_window_size(channel_.get()), kPiece});
-  if (size == 0)
-    return false;
+  if (size == 0) return false;
   const int written =
       ssh_channel_write(channel_.get(), input.data(), static_cast<std::uint32_t>(size));
-  if (written < 0 && !Closed())
-    throw session_.Lost();
+  if (written < 0 && !Closed()) throw session_.Lost();
   input.remove_prefix(static_cast<std::size_t>(std::max(written, 0)));
   return written > 0;
 }
@@ -151,8 +140,7 @@ bool SshCommand::Complete() const {
 /// round trip tells it from an output that is still on its way: what the host sent before its
 /// answer is here when the answer is.
 bool SshCommand::LeftOpen() {
-  if (!status_ || Clock::now() - ended_ < kGrace)
-    return false;
+  if (!status_ || Clock::now() - ended_ < kGrace) return false;
   ssh_send_keepalive(session_.get());
   return !Drain(kOutput) && !Drain(kErrors);
 }

@@ -54,14 +54,11 @@ int FindLine(const std::string& file, const std::string& host, const SshKey& key
   for (std::string line; std::getline(text, line);) {
     ++number;
     ssh_knownhosts_entry* entry = nullptr;
-    if (ssh_known_hosts_parse_line(host.c_str(), line.c_str(), &entry) != SSH_OK)
-      continue;
+    if (ssh_known_hosts_parse_line(host.c_str(), line.c_str(), &entry) != SSH_OK) continue;
     const bool same_type = ssh_key_type(entry->publickey) == ssh_key_type(key.get());
     ssh_knownhosts_entry_free(entry);
-    if (same_type)
-      return number;
-    if (first == 0)
-      first = number;
+    if (same_type) return number;
+    if (first == 0) first = number;
   }
   return first;
 }
@@ -77,19 +74,16 @@ SshFailure Mismatch(const SshSession& session, const std::string& file, const st
 
 /// Makes the directories above `file` that are missing, whatever the umask.
 void MakeDirectory(const fs::path& dir) {
-  if (dir.empty() || fs::exists(dir))
-    return;
+  if (dir.empty() || fs::exists(dir)) return;
   MakeDirectory(dir.parent_path());
-  if (fs::create_directory(dir))
-    fs::permissions(dir, fs::perms(0755));
+  if (fs::create_directory(dir)) fs::permissions(dir, fs::perms(0755));
 }
 
 /// Opens `file` for reading and appending, and makes it when it is missing.
 Descriptor OpenForAppend(const std::string& file) {
   constexpr int kFlags = O_RDWR | O_APPEND | O_CLOEXEC;
   Descriptor made(open(file.c_str(), kFlags | O_CREAT | O_EXCL, 0644));
-  if (made)
-    fchmod(made.get(), 0644);
+  if (made) fchmod(made.get(), 0644);
   return made || errno != EEXIST ? std::move(made) : Descriptor(open(file.c_str(), kFlags));
 }
 
@@ -103,19 +97,16 @@ bool LacksLineFeed(const Descriptor& file) {
 /// Appends in one write, so that two processes that meet do not mix their lines. 0 or errno.
 int Append(const std::string& path, const std::string& entry) {
   const auto file = OpenForAppend(path);
-  if (!file)
-    return errno;
+  if (!file) return errno;
   const auto text = (LacksLineFeed(file) ? "\n" : "") + entry;
   const auto written = write(file.get(), text.data(), text.size());
-  if (written < 0)
-    return errno;
+  if (written < 0) return errno;
   return static_cast<std::size_t>(written) == text.size() ? 0 : ENOSPC;
 }
 
 void Remember(const SshSession& session, const std::string& file) {
   auto entry = Entry(session);
-  if (entry.empty() || entry.back() != '\n')
-    entry += '\n';
+  if (entry.empty() || entry.back() != '\n') entry += '\n';
   std::error_code error;
   try {
     MakeDirectory(fs::path(file).parent_path());

@@ -23,8 +23,7 @@ class LibsshConnection : public SshConnection {
   void Start(const std::string& command) override { command_.emplace(session_, command); }
 
   SshOutcome Finish(const std::string& input, bool) override {
-    if (!command_)
-      throw session_.Failure(SshStep::kLost, "no command runs");
+    if (!command_) throw session_.Failure(SshStep::kLost, "no command runs");
     const auto outcome = command_->Finish(input);
     command_.reset();
     return outcome;

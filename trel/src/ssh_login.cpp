@@ -26,8 +26,7 @@ std::string OfferedMethods(const SshSession& session) {
   const int offered = ssh_userauth_list(session.get(), nullptr);
   std::string text;
   for (const auto& [bit, name] : kNames) {
-    if ((offered & bit) != 0)
-      text += (text.empty() ? "" : ", ") + std::string(name);
+    if ((offered & bit) != 0) text += (text.empty() ? "" : ", ") + std::string(name);
   }
   return text.empty() ? "nothing" : text;
 }
@@ -72,10 +71,8 @@ SshKey ReadKey(const SshTarget& target) {
 void LogIn(const SshSession& session, const SshTarget& target, const SshKey& key) {
   const int result = key ? ssh_userauth_publickey(session.get(), nullptr, key.get())
                          : TryPassword(session.get(), target.password);
-  if (result == SSH_AUTH_SUCCESS)
-    return;
-  if (ssh_is_connected(session.get()) == 0)
-    throw session.Lost();
+  if (result == SSH_AUTH_SUCCESS) return;
+  if (ssh_is_connected(session.get()) == 0) throw session.Lost();
   const auto methods = OfferedMethods(session);
   const auto who = target.login + "@" + session.place();
   if (result == SSH_AUTH_PARTIAL)

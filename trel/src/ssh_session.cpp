@@ -28,8 +28,7 @@ std::string Place(const std::string& host, int port) {
 SshSession::SshSession(const std::string& host, int port, const std::string& login,
                        const std::string& known_hosts)
     : session_(ssh_new(), ssh_free), place_(Place(WithoutBrackets(host), port)) {
-  if (!session_)
-    throw std::bad_alloc();
+  if (!session_) throw std::bad_alloc();
   SetOptions(WithoutBrackets(host), port, login, known_hosts);
   Connect();
 }
@@ -41,8 +40,7 @@ SshSession::~SshSession() {
 void SshSession::SetOptions(const std::string& host, int port, const std::string& login,
                             const std::string& known_hosts) {
   const auto set = [this](ssh_options_e option, const void* value) {
-    if (ssh_options_set(get(), option, value) != SSH_OK)
-      throw Failure(SshStep::kConnect, Reason());
+    if (ssh_options_set(get(), option, value) != SSH_OK) throw Failure(SshStep::kConnect, Reason());
   };
   const int no = 0;
   const int yes = 1;
@@ -61,8 +59,7 @@ void SshSession::SetTimeout(long seconds) {
 }
 
 void SshSession::Connect() {
-  if (ssh_connect(get()) != SSH_OK)
-    throw Failure(SshStep::kConnect, Reason());
+  if (ssh_connect(get()) != SSH_OK) throw Failure(SshStep::kConnect, Reason());
   // libssh itself never notices that a peer is gone.
   NoticeDeadPeer(ssh_get_fd(get()));
   SetTimeout(kAnswerTimeout);

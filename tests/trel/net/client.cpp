@@ -20,8 +20,7 @@ void Client::Work() {
   std::unique_lock lock(mutex_);
   for (;;) {
     changed_.wait(lock, [this] { return stopped_ || task_; });
-    if (!task_)
-      return;
+    if (!task_) return;
     std::exchange(task_, nullptr)();
   }
 }

@@ -49,8 +49,7 @@ class Fetch : public testing::Test {
 
 TEST_F(Fetch, PutsTheWholeFileInItsPlace) {
   std::string body(3 << 20, '\0');
-  for (std::size_t i = 0; i < body.size(); ++i)
-    body[i] = static_cast<char>(i * 2654435761U >> 24);
+  for (std::size_t i = 0; i < body.size(); ++i) body[i] = static_cast<char>(i * 2654435761U >> 24);
   FetchReply(Reply(body));
   EXPECT_TRUE(ReadFile(path_) == body);
   EXPECT_EQ(ModeOf(path_), 0600U);

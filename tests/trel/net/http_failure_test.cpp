@@ -33,11 +33,7 @@ std::string FailureAfter(const std::string& reply) {
 }
 
 TEST(HttpFailures, AreOneLineForARefusedConnection) {
-  std::string place;
-  {
-    const Listener closed;
-    place = "127.0.0.1:" + std::to_string(closed.port());
-  }
+  const auto place = "127.0.0.1:" + std::to_string(Listener().port());
   EXPECT_EQ(PostFailure("http://user:hunter2@" + place + "/?password=hunter2"),
             place + ": connection refused");
 }
@@ -148,8 +144,7 @@ TEST(HttpFailures, RefuseAReplyThatGrowsTooLarge) {
     wire.ReadRequest();
     wire.Send("HTTP/1.1 200 OK\r\n\r\n");
     const std::string piece(1 << 20, 'x');
-    while (wire.Send(piece))
-      sent += piece.size();
+    while (wire.Send(piece)) sent += piece.size();
   }});
   EXPECT_EQ(PostFailure(server.url()), server.place() + ": the answer is larger than 256 MiB");
   EXPECT_GE(sent, 255U << 20);
@@ -161,8 +156,7 @@ TEST(HttpFailures, DoNotCountForAReplyOfExactlyTheLimit) {
     wire.ReadRequest();
     wire.Send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(limit) + "\r\n\r\n");
     const std::string piece(1 << 20, 'x');
-    for (std::size_t sent = 0; sent < limit; sent += piece.size())
-      wire.Send(piece);
+    for (std::size_t sent = 0; sent < limit; sent += piece.size()) wire.Send(piece);
   }});
   EXPECT_EQ(Client().Post(server.url()).body.size(), limit);
 }

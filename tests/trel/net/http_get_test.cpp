@@ -45,8 +45,7 @@ TEST(HttpGet, FollowsARedirect) {
   RawServer server({[](Wire& wire) {
     wire.ReadRequest();
     wire.Send("HTTP/1.1 302 Found\r\nLocation: /b\r\nContent-Length: 4\r\n\r\nhere");
-    if (wire.ReadRequest().substr(0, 7) == "GET /b ")
-      wire.Send(Reply("there"));
+    if (wire.ReadRequest().substr(0, 7) == "GET /b ") wire.Send(Reply("there"));
   }});
   EXPECT_EQ(Client().Get(server.url()), "there");
 }

@@ -114,8 +114,7 @@ TEST(HttpPost, ReturnsTheReplyWhateverItsStatus) {
 TEST(HttpPost, KeepsOneConnectionForManyQueries) {
   Echo server;
   Client client;
-  for (int i = 0; i < 50; ++i)
-    ASSERT_EQ(client.Post(server.url()).status, 200);
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(client.Post(server.url()).status, 200);
   EXPECT_EQ(server.connections(), 1U);
 }
 
@@ -124,8 +123,7 @@ TEST(HttpPost, ShakesHandsOnceForManyTlsQueries) {
   trel_seam::Conf conf;
   conf.ca_file = TestCertificate().file;
   Client client(conf);
-  for (int i = 0; i < 50; ++i)
-    ASSERT_EQ(client.Post(server.url()).status, 200);
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(client.Post(server.url()).status, 200);
   EXPECT_EQ(server.connections(), 1U);
 }
 

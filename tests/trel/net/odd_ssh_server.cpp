@@ -43,16 +43,14 @@ std::unique_ptr<trel_seam::SshConnection> OddSshServer::Connect(const std::strin
 
 void OddSshServer::Serve() {
   auto socket = listener_.Accept();
-  if (!socket)
-    return;
+  if (!socket) return;
   const std::unique_ptr<ssh_bind_struct, decltype(&ssh_bind_free)> bind(ssh_bind_new(),
                                                                         ssh_bind_free);
   ssh_bind_options_set(bind.get(), SSH_BIND_OPTIONS_HOSTKEY, scratch_.Path("host").c_str());
   const std::unique_ptr<ssh_session_struct, decltype(&ssh_free)> session(ssh_new(), ssh_free);
   ssh_bind_accept_fd(bind.get(), session.get(), dup(socket.get()));
   socket.Close();
-  if (ssh_handle_key_exchange(session.get()) != SSH_OK)
-    return;
+  if (ssh_handle_key_exchange(session.get()) != SSH_OK) return;
   ssh_set_auth_methods(session.get(), manner_.methods);
   for (bool goes_on = true; goes_on;) {
     auto* message = ssh_message_get(session.get());
@@ -71,8 +69,7 @@ bool OddSshServer::Answer(ssh_session session, ssh_message message) {
       channel_ = ssh_message_channel_request_open_reply_accept(message);
       return true;
     case SSH_REQUEST_CHANNEL:
-      if (!manner_.run)
-        break;
+      if (!manner_.run) break;
       ssh_message_channel_request_reply_success(message);
       manner_.run(session, channel_);
       return true;

@@ -53,16 +53,14 @@ void Listener::Stop() const {
 bool Wire::Fill() {
   char piece[65536];
   const auto size = recv(socket_.get(), piece, sizeof piece, 0);
-  if (size > 0)
-    buffer_.append(piece, static_cast<std::size_t>(size));
+  if (size > 0) buffer_.append(piece, static_cast<std::size_t>(size));
   return size > 0;
 }
 
 std::string Wire::ReadRequest() {
   constexpr std::string_view kEnd = "\r\n\r\n";
   while (buffer_.find(kEnd) == std::string::npos) {
-    if (!Fill())
-      return std::exchange(buffer_, "");
+    if (!Fill()) return std::exchange(buffer_, "");
   }
   const auto header = buffer_.find(kEnd) + kEnd.size();
   const auto size = header + BodyLength(std::string_view(buffer_).substr(0, header));
@@ -74,16 +72,14 @@ std::string Wire::ReadRequest() {
 }
 
 void Wire::Close() {
-  if (socket_)
-    shutdown(socket_.get(), SHUT_RDWR);
+  if (socket_) shutdown(socket_.get(), SHUT_RDWR);
   socket_.Close();
 }
 
 bool Wire::Send(std::string_view text) {
   while (!text.empty()) {
     const auto size = send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
-    if (size < 0)
-      return false;
+    if (size < 0) return false;
     text.remove_prefix(static_cast<std::size_t>(size));
   }
   return true;
@@ -114,18 +110,15 @@ RawServer::~RawServer() {
   server_.join();
   {
     const std::lock_guard lock(mutex_);
-    for (const int socket : open_)
-      shutdown(socket, SHUT_RDWR);
+    for (const int socket : open_) shutdown(socket, SHUT_RDWR);
   }
-  for (auto& player : players_)
-    player.join();
+  for (auto& player : players_) player.join();
 }
 
 void RawServer::Serve() {
   while (auto socket = listener_.Accept()) {
     const auto number = static_cast<std::size_t>(connections_++);
-    if (number >= scripts_.size())
-      continue;
+    if (number >= scripts_.size()) continue;
     // A second descriptor, so that the script may close its own at any time.
     Descriptor handle(fcntl(socket.get(), F_DUPFD_CLOEXEC, 0));
     {

@@ -15,8 +15,7 @@ namespace net_test {
 namespace fs = std::filesystem;
 
 Scratch::Scratch() : dir_(fs::temp_directory_path() / "trel-net-XXXXXX") {
-  if (mkdtemp(dir_.data()) == nullptr)
-    throw std::runtime_error("no directory for the test");
+  if (mkdtemp(dir_.data()) == nullptr) throw std::runtime_error("no directory for the test");
 }
 
 Scratch::~Scratch() {
@@ -33,8 +32,7 @@ std::string Scratch::Write(const std::string& name, const std::string& text) con
 
 std::vector<std::string> Scratch::Names() const {
   std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(dir_))
-    names.push_back(entry.path().filename());
+  for (const auto& entry : fs::directory_iterator(dir_)) names.push_back(entry.path().filename());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -52,10 +50,8 @@ std::string Shell(const std::string& command) {
   FILE* pipe = popen(command.c_str(), "re");
   std::string output;
   char piece[4096];
-  while (const auto size = fread(piece, 1, sizeof piece, pipe))
-    output.append(piece, size);
-  if (pclose(pipe) != 0)
-    throw std::runtime_error("failed: " + command);
+  while (const auto size = fread(piece, 1, sizeof piece, pipe)) output.append(piece, size);
+  if (pclose(pipe) != 0) throw std::runtime_error("failed: " + command);
   return output.substr(0, output.find_last_not_of('\n') + 1);
 }
 

@@ -23,14 +23,12 @@ pid_t Spawn(int socket, const std::string& configuration, const std::string& log
   posix_spawn_file_actions_adddup2(&actions, socket, 1);
   std::string words[] = {kProgram, "-i", "-f", configuration, "-E", log};
   std::vector<char*> arguments;
-  for (auto& word : words)
-    arguments.push_back(word.data());
+  for (auto& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   pid_t pid = -1;
   const int error = posix_spawn(&pid, kProgram, &actions, nullptr, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  if (error != 0)
-    throw std::runtime_error("sshd could not be started");
+  if (error != 0) throw std::runtime_error("sshd could not be started");
   return pid;
 }
 

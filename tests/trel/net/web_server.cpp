@@ -47,26 +47,22 @@ WebServer::WebServer(const Certificate& certificate)
 WebServer::WebServer(const std::string& socket)
     : WebServer("http://", std::make_unique<httplib::Server>()) {
   server_->set_address_family(AF_UNIX);
-  if (!server_->bind_to_port(socket, 80))
-    throw std::runtime_error("no socket for the test server");
+  if (!server_->bind_to_port(socket, 80)) throw std::runtime_error("no socket for the test server");
 }
 
 void WebServer::BindToPort() {
   port_ = server_->bind_to_any_port("127.0.0.1");
-  if (port_ <= 0)
-    throw std::runtime_error("no port for the test server");
+  if (port_ <= 0) throw std::runtime_error("no port for the test server");
 }
 
 void WebServer::Start() {
   thread_ = std::thread([this] { server_->listen_after_bind(); });
-  while (!server_->is_running())
-    std::this_thread::yield();
+  while (!server_->is_running()) std::this_thread::yield();
 }
 
 WebServer::~WebServer() {
   server_->stop();
-  if (thread_.joinable())
-    thread_.join();
+  if (thread_.joinable()) thread_.join();
 }
 
 std::size_t WebServer::connections() {
