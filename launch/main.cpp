@@ -4,6 +4,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -51,9 +52,11 @@ void ForbidDumps() {
 }
 
 int Launch(int argc, char** argv) {
+  ForbidDumps();
   const Entry entry = Load(argv[0]);
   if (entry == nullptr) return kNotLoaded;
-  ForbidDumps();
+  // Ignored by whoever started us, it would cost the job its children's exit statuses.
+  std::signal(SIGCHLD, SIG_DFL);
   trel_proc::CatchEndSignals();
   return entry(argc, argv);
 }

@@ -23,7 +23,7 @@ constexpr int kCaptureAll = 134;
 
 namespace tarvin {
 
-// --- Parameters ---------------------------------------------------------------------------------
+// --- Parameters ------------------------------------------------------------------------------
 
 BinParams::BinParams(const std::string& name) : name_(name) {}
 
@@ -96,7 +96,7 @@ std::string SubstParams(const std::string& format, const std::string& a1, const 
   return SubstParams(format, std::list<std::string>{a1, a2, a3});
 }
 
-// --- Source panel -------------------------------------------------------------------------------
+// --- Source panel ----------------------------------------------------------------------------
 
 trel_xml::Xml RemoteQuery(const std::string& url, const std::string& auth,
                           const std::string& query) {
@@ -135,7 +135,7 @@ std::string GetAuthID(const std::string& url, const std::string& root_auth,
   return panel.Query("func=auth&username=" + username + "&key=" + key).value("auth");
 }
 
-// --- Hosts --------------------------------------------------------------------------------------
+// --- Hosts -----------------------------------------------------------------------------------
 
 std::string ExecuteRemoteRootCommand(const std::shared_ptr<trel_rpc::SSH>& ssh,
                                      const std::string& command, const std::string& input) {
@@ -166,7 +166,7 @@ std::string QuotedIP(std::string address) {
   return test::Ip6(address) ? "[" + address + "]" : address;
 }
 
-// --- Files --------------------------------------------------------------------------------------
+// --- Files -----------------------------------------------------------------------------------
 
 KeyTemp::KeyTemp(const std::string& prefix) {
   do {

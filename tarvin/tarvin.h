@@ -14,8 +14,7 @@
 /// are thrown as trel_err::Error.
 namespace tarvin {
 
-// --- Parameters
-// ---------------------------------------------------------------------------------
+// --- Parameters ------------------------------------------------------------------------------
 
 /// A parameters file: one "key = value" a line, nothing escaped. The file holds secrets: Set
 /// gives it the mode 0600, and Get logs "*" for `password` and every key that contains "_auth".
@@ -47,8 +46,7 @@ std::string SubstParams(const std::string& format, const std::string& a1, const 
 std::string SubstParams(const std::string& format, const std::string& a1, const std::string& a2,
                         const std::string& a3);
 
-// --- Source panel
-// -------------------------------------------------------------------------------
+// --- Source panel ----------------------------------------------------------------------------
 
 /// Sends `query` with the session key `auth` to the panel at `url`, which has 45 seconds, and
 /// returns its reply. A function that the session may not call is thrown as "tarvin" /
@@ -63,8 +61,7 @@ trel_xml::Xml RemoteQuery(const std::string& url, const std::string& auth,
 std::string GetAuthID(const std::string& url, const std::string& root_auth,
                       const std::string& username);
 
-// --- Hosts
-// --------------------------------------------------------------------------------------
+// --- Hosts -----------------------------------------------------------------------------------
 
 /// Runs `command` through a shell of its own, feeding it `input` unless that is empty, and
 /// returns its output. Throws "tarvin" / "remotecmd" / command for a status other than 0.
@@ -78,8 +75,7 @@ std::string GetHostName(const std::string& address);
 /// `address` in brackets when it is an IPv6 address, otherwise as it is.
 std::string QuotedIP(std::string address);
 
-// --- Files
-// --------------------------------------------------------------------------------------
+// --- Files -----------------------------------------------------------------------------------
 
 /// The names of a temporary key pair, free when drawn; its files are removed when it ends.
 class KeyTemp {

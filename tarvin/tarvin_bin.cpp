@@ -18,7 +18,7 @@ constexpr char kSource[] = "tarvin/tarvin_bin";
 
 namespace tarvin_bin {
 
-// --- Job base -----------------------------------------------------------------------------------
+// --- Job base --------------------------------------------------------------------------------
 
 ImportAbstract::ImportAbstract(const StringMap& params, const std::string& params_file)
     : params_(params),
@@ -82,7 +82,7 @@ bool TrelOptionSet::Has(const std::string& option) {
   return options_.count(option) > 0;
 }
 
-// --- Shell switch -------------------------------------------------------------------------------
+// --- Shell switch ----------------------------------------------------------------------------
 
 RemoteShellSwitch::RemoteShellSwitch(StringMap& params)
     : username_(params["username"]), url_(params["url"]), root_auth_(params["root_auth"]) {}
@@ -139,7 +139,7 @@ RemoteShellSwitch5::~RemoteShellSwitch5() {
                       "func=user.edit&sok=ok&limit_shell=off&elid=" + str::url::Encode(username_));
 }
 
-// --- Run sequence -------------------------------------------------------------------------------
+// --- Run sequence ----------------------------------------------------------------------------
 
 Import4::Import4(const StringMap& params, const std::string& params_file)
     : ImportAbstract(params, params_file) {
@@ -204,7 +204,7 @@ void Import4::LetsencryptImport() {}
 
 void Import5Lite::FixDirAccess() {}
 
-// --- Home files ---------------------------------------------------------------------------------
+// --- Home files ------------------------------------------------------------------------------
 
 void Import4::CopyRemoteFiles() {
   using tarvin::SyncUserFiles;
@@ -235,7 +235,7 @@ void Import4::FixDirAccess() {
               "&overwrite=" + params_["overwrite"]);
 }
 
-// --- Mail files ---------------------------------------------------------------------------------
+// --- Mail files ------------------------------------------------------------------------------
 
 namespace {
 
@@ -338,7 +338,7 @@ void Import4::FixRemoteEmailFileAccess(std::shared_ptr<trel_rpc::SSH> ssh) {
 
 }  // namespace tarvin_bin
 
-// --- Entry --------------------------------------------------------------------------------------
+// --- Entry -----------------------------------------------------------------------------------
 
 namespace {
 

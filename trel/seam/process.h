@@ -9,7 +9,7 @@ namespace trel_seam {
 
 /// A child process to run.
 struct ProcessRequest {
-  std::vector<std::string> arguments;  ///< the program, looked up in PATH, and its arguments
+  std::vector<std::string> arguments;  ///< the program, looked up in the child's PATH, and its own
   std::string user;                    ///< account to run as; empty: ourselves
   std::string dir;                     ///< working directory
   StringMap env;                       ///< added to the clean environment

@@ -69,17 +69,18 @@ Result Client::Query(const std::string& function, const StringMap& params) const
 }
 
 std::string Client::Fill(const std::string& function, std::span<const std::string_view> args) {
+  if (std::ranges::count(function, '?') != std::ssize(args)) {
+    trel_err::AssertError::Raise("trel/client", __LINE__, "trel_client::Client::Query",
+                                 "not as many placeholders as arguments");
+  }
   std::string query;
   auto argument = args.begin();
   for (const char c : function) {
-    if (c == '?' && argument != args.end()) {
+    if (c == '?') {
       query += str::url::Encode(std::string(*argument++));
     } else {
       query += c;
     }
-  }
-  if (argument != args.end()) {
-    trel_err::AssertError::Raise("trel_client.h", 0, "Query", "more arguments than placeholders");
   }
   return query;
 }

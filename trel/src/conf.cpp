@@ -1,8 +1,10 @@
 #include "seam/conf.h"
 
+#include <toml++/toml.h>
+
 #include <cstdlib>
 #include <functional>
-#include <toml.hpp>
+#include <string_view>
 
 #include "trel/trel_err.h"
 #include "trel/trel_file.h"
@@ -16,62 +18,105 @@ constexpr char kDefaultFile[] = "/etc/vortrel/trel.toml";
   throw trel_err::Error("conf", "read", place, place + ": " + why);
 }
 
-/// Reads one value into the configuration; throws std::exception when it is of another kind.
-using Setter = std::function<void(Conf&, const toml::value&)>;
-
-Setter Text(std::string Conf::*field) {
-  return [field](Conf& conf, const toml::value& value) { conf.*field = value.as_string().str; };
+std::string PlaceOf(const std::string& file, const toml::source_region& region) {
+  return file + ":" + std::to_string(region.begin.line);
 }
 
-void SetPins(Conf& conf, const toml::value& value) {
-  conf.pins.clear();
-  for (const auto& [place, pin] : value.as_table()) {
-    const auto& text = pin.as_string().str;
-    if (text.rfind("sha256//", 0) != 0) throw std::invalid_argument("a pin is not sha256//...");
-    conf.pins[place] = text;
+/// A value of the file. Its readers refuse what is of another kind.
+struct Entry {
+  const std::string& file;
+  std::string key;   ///< from the root on, such as "log.dir"
+  std::string name;  ///< the last part of it
+  const toml::node& value;
+
+  [[noreturn]] void Refuse(const std::string& why) const {
+    trel_seam::Refuse(PlaceOf(file, value.source()) + ": " + key, why);
+  }
+  const std::string& Text() const {
+    const auto* text = value.as_string();
+    if (text == nullptr) Refuse("not a text");
+    return text->get();
+  }
+  /// The job's working directory is no part of the configuration.
+  const std::string& Path() const {
+    if (Text().rfind('/', 0) != 0) Refuse("not an absolute path");
+    return Text();
+  }
+  std::vector<Entry> Children() const {
+    const auto* table = value.as_table();
+    if (table == nullptr) Refuse("not a table");
+    std::vector<Entry> children;
+    for (const auto& [part, child] : *table) {
+      const std::string own(part.str());
+      children.push_back({file, key.empty() ? own : key + "." + own, own, child});
+    }
+    return children;
+  }
+};
+
+using Setter = std::function<void(Conf&, const Entry&)>;
+
+Setter Path(std::string Conf::*field) {
+  return [field](Conf& conf, const Entry& entry) { conf.*field = entry.Path(); };
+}
+
+void SetCaFile(Conf& conf, const Entry& entry) {
+  conf.ca_file = entry.Text().empty() ? "" : entry.Path();
+}
+
+/// True for "sha256//" and the base64 form of 32 bytes.
+bool IsPin(const std::string& text) {
+  constexpr std::string_view kKind = "sha256//";
+  constexpr std::size_t kHashSize = 32;
+  if (text.rfind(kKind, 0) != 0) return false;
+  try {
+    return str::base64::Decode(text.substr(kKind.size())).size() == kHashSize;
+  } catch (const trel_err::Error&) {
+    return false;
   }
 }
 
-void SetHostKeys(Conf& conf, const toml::value& value) {
-  const auto& text = value.as_string().str;
-  if (text != "strict" && text != "accept-new") {
-    throw std::invalid_argument("neither \"accept-new\" nor \"strict\"");
+void SetPins(Conf& conf, const Entry& entry) {
+  for (const auto& pin : entry.Children()) {
+    const auto port = pin.name.substr(pin.name.rfind(':') + 1);
+    if (port == pin.name || str::Int(port) <= 0) pin.Refuse("not named \"host:port\"");
+    if (!IsPin(pin.Text())) pin.Refuse("not \"sha256//\" and the hash of a key in base64");
+    conf.pins[pin.name] = pin.Text();
   }
-  conf.strict_host_keys = text == "strict";
 }
 
-const std::map<std::string, Setter>& Setters() {
-  static const std::map<std::string, Setter> setters{
-      {"local.socket", Text(&Conf::local_socket)},   {"log.dir", Text(&Conf::log_dir)},
-      {"tls.ca_file", Text(&Conf::ca_file)},         {"tls.pins", SetPins},
-      {"ssh.known_hosts", Text(&Conf::known_hosts)}, {"ssh.host_keys", SetHostKeys},
+void SetHostKeys(Conf& conf, const Entry& entry) {
+  if (entry.Text() != "strict" && entry.Text() != "accept-new") {
+    entry.Refuse("neither \"accept-new\" nor \"strict\"");
+  }
+  conf.strict_host_keys = entry.Text() == "strict";
+}
+
+const std::map<std::string, std::map<std::string, Setter>>& Sections() {
+  static const std::map<std::string, std::map<std::string, Setter>> sections{
+      {"local", {{"socket", Path(&Conf::local_socket)}}},
+      {"log", {{"dir", Path(&Conf::log_dir)}}},
+      {"tls", {{"ca_file", SetCaFile}, {"pins", SetPins}}},
+      {"ssh", {{"known_hosts", Path(&Conf::known_hosts)}, {"host_keys", SetHostKeys}}},
   };
-  return setters;
+  return sections;
 }
 
-std::string PlaceOf(const std::string& file, const toml::value& value, const std::string& key) {
-  return file + ":" + std::to_string(value.location().line()) + ": " + key;
+/// The member of `known` that `entry` names.
+template <class Known>
+const typename Known::mapped_type& Find(const Known& known, const Entry& entry) {
+  const auto found = known.find(entry.name);
+  if (found == known.end()) entry.Refuse("unknown key");
+  return found->second;
 }
 
-void Set(Conf& conf, const std::string& file, const std::string& key, const toml::value& value) {
-  const auto setter = Setters().find(key);
-  if (setter == Setters().end()) Refuse(PlaceOf(file, value, key), "unknown key");
+toml::table Parse(const std::string& file) {
   try {
-    setter->second(conf, value);
-  } catch (const std::invalid_argument& error) {
-    Refuse(PlaceOf(file, value, key), error.what());
-  } catch (const std::exception&) {
-    Refuse(PlaceOf(file, value, key), "a value of the wrong kind");
-  }
-}
-
-/// The tree of `file`. The parser's own account of a syntax error shows the line and the place.
-toml::value Parse(const std::string& file) {
-  std::istringstream text(trel_file::Read(file));
-  try {
-    return toml::parse(text, file);
-  } catch (const toml::syntax_error& error) {
-    Refuse(file + ":" + std::to_string(error.location().line()), error.what());
+    return toml::parse(trel_file::Read(file));
+  } catch (const toml::parse_error& error) {
+    Refuse(PlaceOf(file, error.source()), std::string(error.description()));
+  } catch (const trel_err::Error& error) {
+    Refuse(file, error.xml().GetNode("/doc/error/msg").Str());
   }
 }
 
@@ -81,13 +126,11 @@ Conf ReadConf() {
   const char* named = std::getenv("TREL_CONF");
   if (named == nullptr && !trel_file::Exists(kDefaultFile)) return {};
   const std::string file = named != nullptr ? named : kDefaultFile;
+  const auto root = Parse(file);
   Conf conf;
-  const toml::value root = Parse(file);
-  for (const auto& [section, values] : root.as_table()) {
-    if (!values.is_table()) Refuse(PlaceOf(file, values, section), "unknown key");
-    for (const auto& [key, value] : values.as_table()) {
-      Set(conf, file, section + "." + key, value);
-    }
+  for (const auto& section : Entry{file, "", "", root}.Children()) {
+    const auto& setters = Find(Sections(), section);
+    for (const auto& entry : section.Children()) Find(setters, entry)(conf, entry);
   }
   return conf;
 }

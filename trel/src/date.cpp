@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <ctime>
 
 #include "seam/seam.h"
@@ -24,13 +25,16 @@ std::int64_t UniqueNow() {
 }  // namespace
 
 std::string AccurateDateTime::AsDateTime() const {
-  constexpr std::int64_t kSecond = 1'000'000;
-  const auto seconds = static_cast<std::time_t>(microseconds_ / kSecond);
+  using std::chrono::microseconds, std::chrono::seconds;
+  const microseconds moment(microseconds_);
+  const auto whole = std::chrono::floor<seconds>(moment);
+  const std::time_t time = whole.count();
   std::tm local{};
-  localtime_r(&seconds, &local);
+  localtime_r(&time, &local);
   char text[64];
   const auto size = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S.", &local);
-  const std::string fraction = std::to_string(kSecond + microseconds_ % kSecond);
+  // One second more, and the fraction keeps its leading zeros.
+  const std::string fraction = std::to_string((moment - whole + seconds(1)).count());
   return std::string(text, size) + fraction.substr(1);
 }
 

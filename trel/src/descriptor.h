@@ -17,8 +17,10 @@ class Descriptor {
 
   int get() const { return fd_; }
   explicit operator bool() const { return fd_ >= 0; }
+  /// Hands it over to another owner.
+  int Release() { return std::exchange(fd_, -1); }
   void Close() {
-    if (fd_ >= 0) close(std::exchange(fd_, -1));
+    if (fd_ >= 0) close(Release());
   }
 
  private:

@@ -34,5 +34,10 @@ void trel_proc::CatchEndSignals() {
   struct sigaction action {};
   action.sa_handler = OnSignal;
   action.sa_flags = SA_RESTART;
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaction(signal, &action, nullptr);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    // Whoever started us with a signal ignored (nohup) wants us to outlive it.
+    if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+  }
 }

@@ -1,11 +1,14 @@
 #include "trel/trel_file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
+#include <memory>
+#include <vector>
 
 #include "descriptor.h"
 #include "trel/str.h"
@@ -14,11 +17,8 @@
 namespace trel_file {
 namespace {
 
-namespace fs = std::filesystem;
-
 [[noreturn]] void Fail(const std::string& operation, const std::string& path, int error) {
-  throw trel_err::Error("file", operation, path,
-                        path + ": " + std::strerror(error));
+  throw trel_err::Error("file", operation, path, path + ": " + std::strerror(error));
 }
 
 Descriptor Open(const std::string& operation, const std::string& path, int flags) {
@@ -29,18 +29,54 @@ Descriptor Open(const std::string& operation, const std::string& path, int flags
 
 void WriteAll(const Descriptor& file, const std::string& path, std::string_view text) {
   while (!text.empty()) {
-    const auto size = write(file.get(), text.data(), text.size());
-    if (size < 0 && errno == EINTR) continue;
+    const auto size = TEMP_FAILURE_RETRY(write(file.get(), text.data(), text.size()));
     if (size < 0) Fail("write", path, errno);
     text.remove_prefix(static_cast<std::size_t>(size));
   }
 }
 
-/// Sets `mode` on what `path` names, which is opened first: a name can change hands between a
-/// check and a change, an open file cannot.
-void SetMode(const std::string& path, unsigned mode) {
-  const auto file = Open("chmod", path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-  if (fchmod(file.get(), mode) != 0) Fail("chmod", path, errno);
+/// Opens `path`, relative to `dir`, as a mere handle on what it names: a name can change hands
+/// between a check and a change, an open file cannot. Links are not followed.
+Descriptor OpenHandle(int dir, const std::string& path) {
+  return Descriptor(openat(dir, path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+}
+
+mode_t TypeOf(const Descriptor& handle, const std::string& path) {
+  struct stat status {};
+  if (fstat(handle.get(), &status) != 0) Fail("chmod", path, errno);
+  return status.st_mode & S_IFMT;
+}
+
+void SetMode(const Descriptor& handle, const std::string& path, unsigned mode) {
+  // The system knows no fchmod for such a handle; its name below /proc leads to the file itself.
+  const std::string name = "/proc/self/fd/" + std::to_string(handle.get());
+  if (chmod(name.c_str(), mode) != 0) Fail("chmod", path, errno);
+}
+
+std::vector<std::string> NamesIn(const Descriptor& handle, const std::string& path) {
+  Descriptor dir(openat(handle.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(dir ? fdopendir(dir.get()) : nullptr, closedir);
+  if (!entries) Fail("chmod", path, errno);
+  dir.Release();
+  std::vector<std::string> names;
+  while (const auto* entry = readdir(entries.get())) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") names.push_back(name);
+  }
+  return names;
+}
+
+/// Sets `mode` on everything in the directory `handle`, deepest first: the mode may take away the
+/// right to enter.
+void SetModesBelow(const Descriptor& handle, const std::string& path, unsigned mode) {
+  for (const auto& name : NamesIn(handle, path)) {
+    const std::string child_path = ConcatPath(path, name);
+    const auto child = OpenHandle(handle.get(), name);
+    if (!child) Fail("chmod", child_path, errno);
+    const auto type = TypeOf(child, child_path);
+    if (type == S_IFDIR) SetModesBelow(child, child_path, mode);
+    if (type != S_IFLNK) SetMode(child, child_path, mode);
+  }
 }
 
 }  // namespace
@@ -55,8 +91,7 @@ std::string Read(const std::string& path) {
   constexpr std::size_t kPiece = 1 << 16;
   for (std::size_t size = 0;;) {
     text.resize(size + kPiece);
-    const auto got = read(file.get(), text.data() + size, kPiece);
-    if (got < 0 && errno == EINTR) continue;
+    const auto got = TEMP_FAILURE_RETRY(read(file.get(), text.data() + size, kPiece));
     if (got < 0) Fail("read", path, errno);
     size += static_cast<std::size_t>(got);
     text.resize(size);
@@ -79,7 +114,8 @@ std::string ConcatPath(const std::string& dir, const std::string& name) {
 std::pair<std::string, std::string> SplitPath(const std::string& path) {
   const auto slash = path.rfind('/');
   if (slash == std::string::npos) return {"", path};
-  return {path.substr(0, slash), path.substr(slash + 1)};
+  // What stands in the root keeps it: without it the name would be one of the working directory.
+  return {path.substr(0, std::max<std::size_t>(slash, 1)), path.substr(slash + 1)};
 }
 
 void RemoveFile(const std::string& path) {
@@ -101,11 +137,12 @@ Tmp::~Tmp() {
 }
 
 void Attrs::SafeSet(const std::string& path, bool recursive) const {
-  SetMode(path, mode_);
-  if (!recursive || !fs::is_directory(path)) return;
-  for (const auto& entry : fs::recursive_directory_iterator(path)) {
-    if (!entry.is_symlink()) SetMode(entry.path(), mode_);
-  }
+  const auto handle = OpenHandle(AT_FDCWD, path);
+  if (!handle) Fail("chmod", path, errno);
+  const auto type = TypeOf(handle, path);
+  if (type != S_IFREG && type != S_IFDIR) Fail("chmod", path, type == S_IFLNK ? ELOOP : EINVAL);
+  if (recursive && type == S_IFDIR) SetModesBelow(handle, path, mode_);
+  SetMode(handle, path, mode_);
 }
 
 }  // namespace trel_file

@@ -1,11 +1,10 @@
-#include <pwd.h>
 #include <sodium.h>
 
 #include <chrono>
 #include <fstream>
 #include <iterator>
-#include <vector>
 
+#include "process_account.h"
 #include "seam/seam.h"
 
 namespace trel_seam {
@@ -25,12 +24,10 @@ class LinuxHost : public Host {
   }
 
   std::optional<std::string> HomeOf(const std::string& name) override {
-    passwd entry{};
-    passwd* found = nullptr;
-    std::vector<char> space(1 << 16);
-    getpwnam_r(name.c_str(), &entry, space.data(), space.size(), &found);
-    if (found == nullptr) return std::nullopt;
-    return found->pw_dir;
+    // The empty name is that of nobody, not our own.
+    const auto account = name.empty() ? std::nullopt : FindAccount(name);
+    if (!account) return std::nullopt;
+    return account->home;
   }
 
   std::string OsRelease() override {

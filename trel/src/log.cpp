@@ -1,9 +1,10 @@
 #include "trel/trel_log.h"
 
 #include <fcntl.h>
-#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/spdlog.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -11,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 
 #include "descriptor.h"
 #include "seam/conf.h"
@@ -24,13 +26,29 @@ namespace {
 /// Below every level: nothing is written before Init.
 std::atomic<int> threshold{-1};
 
-/// Appends to a file, line by line.
+/// Hands each line to the system at once: none waits in a buffer when the process is killed, and
+/// lines of two processes never mix.
+class LineWriter : public spdlog::sinks::base_sink<std::mutex> {
+ public:
+  explicit LineWriter(Descriptor file) : file_(std::move(file)) {}
+
+ protected:
+  void sink_it_(const spdlog::details::log_msg& message) override {
+    spdlog::memory_buf_t line;
+    formatter_->format(message, line);
+    [[maybe_unused]] const auto size = write(file_.get(), line.data(), line.size());
+  }
+  void flush_() override {}
+
+ private:
+  Descriptor file_;
+};
+
 class FileSink : public trel_seam::LogSink {
  public:
-  explicit FileSink(const std::string& path)
-      : logger_("trel", std::make_shared<spdlog::sinks::basic_file_sink_st>(path)) {
+  explicit FileSink(Descriptor file)
+      : logger_("trel", std::make_shared<LineWriter>(std::move(file))) {
     logger_.set_pattern("%Y-%m-%dT%H:%M:%S.%f %P %v");
-    logger_.flush_on(spdlog::level::info);
   }
 
   void Write(int level, std::string_view module, std::string_view message) noexcept override {
@@ -57,23 +75,22 @@ trel_seam::LogSink* Sink() {
   return scripted ? scripted.get() : File().get();
 }
 
-/// Makes the log file owner-only before its first line: lines can hold password hashes.
-void Protect(const std::string& path) {
-  const Descriptor file(
-      open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!file || fchmod(file.get(), 0600) != 0) {
-    throw trel_err::Error("log", "open", path,
-                          "open the log '" + path + "': " + std::strerror(errno));
-  }
+[[noreturn]] void Refuse(const std::string& path, int error) {
+  throw trel_err::Error("log", "open", path, "the log '" + path + "': " + std::strerror(error));
 }
 
-void OpenFile(const std::string& name) {
-  const auto& dir = trel_seam::Configuration().log_dir;
-  const auto path = trel_file::ConcatPath(dir, name + ".log");
-  std::error_code ignored;
-  if (std::filesystem::create_directories(dir, ignored)) trel_file::Attrs(0700).SafeSet(dir, false);
-  Protect(path);
-  File() = std::make_shared<FileSink>(path);
+void MakeDirectory(const std::string& dir) {
+  std::error_code error;
+  if (std::filesystem::create_directories(dir, error)) trel_file::Attrs(0700).SafeSet(dir, false);
+  if (error) Refuse(dir, error.value());
+}
+
+/// Owner-only before its first line, also when it was there: lines can hold password hashes.
+Descriptor OpenFile(const std::string& path) {
+  Descriptor file(open(path.c_str(),
+                       O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+  if (!file || fchmod(file.get(), 0600) != 0) Refuse(path, errno);
+  return file;
 }
 
 std::string Format(const char* format, va_list arguments) {
@@ -90,7 +107,11 @@ std::string Format(const char* format, va_list arguments) {
 }  // namespace
 
 void Init(const std::string& name, int level) {
-  if (!trel_seam::Current().log) OpenFile(name);
+  if (!trel_seam::Current().log) {
+    const auto& dir = trel_seam::Configuration().log_dir;
+    MakeDirectory(dir);
+    File() = std::make_shared<FileSink>(OpenFile(trel_file::ConcatPath(dir, name + ".log")));
+  }
   threshold = level;
 }
 

@@ -2,8 +2,9 @@
 
 #include <utf8.h>
 
-#include <cstring>
+#include <charconv>
 #include <sstream>
+#include <string_view>
 
 #include "trel/trel_err.h"
 #include "xml_document.h"
@@ -12,39 +13,54 @@ namespace trel_xml {
 namespace {
 
 /// White space that is an element's whole content is content: a form field may hold one blank.
-constexpr unsigned kParse = pugi::parse_default | pugi::parse_ws_pcdata_single;
+/// Without "fragment" the parser would pass over what stands beside the root, and we could not
+/// refuse it.
+constexpr unsigned kParse =
+    pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_fragment;
 
-[[noreturn]] void Refuse(const std::string& why, std::ptrdiff_t at) {
+[[noreturn]] void Refuse(const std::string& why, std::size_t at) {
   throw trel_err::Error("xml", "parse", "",
                         "not an XML document: " + why + " at byte " + std::to_string(at));
 }
 
-/// Where `text` refers to the character of code zero, which would cut every text after it short.
-std::size_t FindZeroReference(const std::string& text) {
-  for (auto at = text.find("&#"); at != std::string::npos; at = text.find("&#", at + 2)) {
-    auto digits = at + 2;
-    if (digits < text.size() && (text[digits] | 0x20) == 'x') ++digits;
-    const auto end = text.find_first_not_of('0', digits);
-    if (end != digits && end != std::string::npos && text[end] == ';') return at;
+/// True for the digits of a reference, such as "65" or "x41", to a character that there is; true
+/// also for what is no number, which the parser leaves as it stands.
+bool MayRefer(std::string_view digits) {
+  const bool hexadecimal = digits.substr(0, 1) == "x";
+  if (hexadecimal) digits.remove_prefix(1);
+  unsigned code = 0;
+  const auto* const last = digits.data() + digits.size();
+  const auto [end, error] = std::from_chars(digits.data(), last, code, hexadecimal ? 16 : 10);
+  if (error == std::errc::invalid_argument || end != last) return true;
+  const bool half = code >= 0xD800 && code <= 0xDFFF;
+  return error == std::errc() && code != 0 && code <= 0x10FFFF && !half;
+}
+
+/// The parser takes every number for a character: zero, also one that wraps around to it, would cut
+/// the text short, and others would make it something that is not UTF-8.
+void CheckReferences(std::string_view text) {
+  for (auto at = text.find("&#"); at != text.npos; at = text.find("&#", at + 2)) {
+    const auto digits = text.substr(at + 2, text.find_first_of(";&<", at + 2) - at - 2);
+    if (!MayRefer(digits)) Refuse("a reference to no character", at);
   }
-  return std::string::npos;
 }
 
 /// What the parser lets pass although it is no XML, or would be read as something else.
 void CheckBytes(const std::string& text) {
   const auto valid = utf8::find_invalid(text.begin(), text.end());
-  if (valid != text.end()) Refuse("not UTF-8", valid - text.begin());
-  auto zero = text.find('\0');
-  if (zero == std::string::npos) zero = FindZeroReference(text);
-  if (zero != std::string::npos) Refuse("a zero byte", static_cast<std::ptrdiff_t>(zero));
+  if (valid != text.end()) Refuse("not UTF-8", static_cast<std::size_t>(valid - text.begin()));
+  const auto zero = text.find('\0');
+  if (zero != text.npos) Refuse("a zero byte", zero);
+  CheckReferences(text);
 }
 
-void CheckRoot(const pugi::xml_document& tree) {
+void CheckRoot(const pugi::xml_document& tree, std::size_t size) {
   const auto root = tree.document_element();
-  for (auto node = tree.first_child(); node; node = node.next_sibling()) {
+  if (!root) Refuse("No document element found", size);
+  for (const auto node : tree.children()) {
     const bool second = node.type() == pugi::node_element && node != root;
     if (second || node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) {
-      Refuse("something beside the root", node.offset_debug());
+      Refuse("something beside the root", static_cast<std::size_t>(node.offset_debug()));
     }
   }
 }
@@ -103,8 +119,8 @@ Xml Xml::Parse(std::string text) {
   document->text = std::move(text);
   const auto parsed = document->tree.load_buffer_inplace(
       document->text.data(), document->text.size(), kParse, pugi::encoding_utf8);
-  if (!parsed) Refuse(parsed.description(), parsed.offset);
-  CheckRoot(document->tree);
+  if (!parsed) Refuse(parsed.description(), static_cast<std::size_t>(parsed.offset));
+  CheckRoot(document->tree, document->text.size());
   return Xml(document);
 }
 

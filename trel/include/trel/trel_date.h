@@ -13,7 +13,8 @@ class TREL_EXPORT AccurateDateTime {
  public:
   /// `microseconds` since 1970-01-01 00:00:00 UTC.
   explicit AccurateDateTime(std::int64_t microseconds) : microseconds_(microseconds) {}
-  /// "2026-11-20 18:02:01.123456", local time; sorts as the moments do.
+  /// "2026-11-20 18:02:01.123456", local time; sorts as the moments do, except over the hour that
+  /// the end of summer time repeats.
   std::string AsDateTime() const;
 
  private:

@@ -18,7 +18,8 @@ TREL_EXPORT std::string Read(const std::string& path);
 TREL_EXPORT void Write(const std::string& path, const std::string& text);
 /// `dir` and `name` with exactly one "/" between them; `name` alone when `dir` is empty.
 TREL_EXPORT std::string ConcatPath(const std::string& dir, const std::string& name);
-/// The directory and the last component of `path`: ("a/b", "c") for "a/b/c", ("", "c") for "c".
+/// The directory and the last component of `path`: ("a/b", "c") for "a/b/c", ("/", "c") for "/c",
+/// ("", "c") for "c".
 TREL_EXPORT std::pair<std::string, std::string> SplitPath(const std::string& path);
 /// Removes a file or a link; one that is not there is no error.
 TREL_EXPORT void RemoveFile(const std::string& path);

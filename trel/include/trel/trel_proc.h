@@ -14,14 +14,15 @@ TREL_EXPORT std::string Escape(const std::string& text);
 
 /// From now on SIGTERM, SIGINT and SIGHUP end the child process that runs, with its group, and keep
 /// further ones from starting (status 127), instead of ending this process at once: what has to be
-/// put back on other hosts still is. For launchers; called once, before any child.
+/// put back on other hosts still is. One of them that was ignored stays ignored. For launchers;
+/// called once, before any child.
 TREL_EXPORT void CatchEndSignals();
 
 /// A child process. It is described first, started by the first Str() or Result(), waited for
 /// there, and run once. It gets no descriptor but the three standard ones (input from /dev/null),
-/// the user's uid, gid and supplementary groups, a clean signal state, and an environment of PATH,
-/// LANG, HOME, USER, LOGNAME and SHELL besides what SetEnv adds. Nothing here throws for a child
-/// that could not be started: that is a result (see Result).
+/// the user's uid, gid and supplementary groups, a clean signal state, the umask 022, and an
+/// environment of PATH, LANG, HOME, USER, LOGNAME and SHELL besides what SetEnv adds. Nothing here
+/// throws for a child that could not be started: that is a result (see Result).
 class TREL_EXPORT Execute {
  public:
   /// Bits of the option word.
@@ -33,7 +34,7 @@ class TREL_EXPORT Execute {
 
   /// A command line for /bin/sh.
   Execute(const std::string& command, int options);
-  /// A program, looked up in PATH, with its arguments.
+  /// A program, looked up in the child's PATH, with its arguments. REQUIRES: not empty.
   Execute(const std::vector<std::string>& arguments, int options);
 
   /// Runs the child as account `name`. Default: as ourselves.

@@ -89,7 +89,8 @@ class TREL_EXPORT Xml {
   explicit Xml(std::shared_ptr<Document> document);
   /// Parses `text`, which is taken over and not copied.
   /// Throws trel_err::Error "xml" / "parse" with a message that says what is wrong and at which
-  /// byte: not well-formed, not UTF-8, a zero byte, or anything behind the root.
+  /// byte: not well-formed, not UTF-8, a zero byte, a numeric reference to no character, or
+  /// anything but comments and white space beside the root.
   static Xml Parse(std::string text);
 
   /// The first node that `xpath` selects; missing when there is none.

@@ -1,0 +1,4 @@
+/// An entry of another name.
+extern "C" int vormane(int, char**) {
+  return 0;
+}
