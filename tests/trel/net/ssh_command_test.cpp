@@ -98,7 +98,7 @@ TEST_F(SshCommands, MayBeFollowedByOthersWhenLeftUnfinished) {
 }
 
 TEST_F(SshCommands, AreLostWithTheConnection) {
-  connection_->Start("sleep 30 & echo $!; wait");
+  connection_->Start("tail -f --pid=$PPID /dev/null");  // ends with its sshd
   std::thread killer([this] { sshd_.Kill(); });
   const auto failure = SshFailureOf([this] { connection_->Finish("", true); });
   killer.join();

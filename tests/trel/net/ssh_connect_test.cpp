@@ -191,6 +191,13 @@ TEST_F(SshHostKey, IsAcceptedWhenKnownAndStrict) {
   Connect();
 }
 
+TEST_F(SshHostKey, IsAddedBesideAMalformedOne) {
+  const auto malformed = Name() + " ssh-ed25519 AAAA\n";
+  SetKnown(malformed);
+  Connect();
+  EXPECT_EQ(Known().find(malformed + Name() + " ssh-ed25519 AAAAC3"), 0U) << Known();
+}
+
 TEST_F(SshHostKey, NamesAFileThatCannotBeMade) {
   conf_.known_hosts = sshd_.scratch().Write("file", "") + "/known_hosts";
   const auto failure = Refusal();
