@@ -106,7 +106,7 @@ TEST(Launcher, ForbidsDumpsAndWaitsForChildren) {
   constexpr char kSettings[] = "core 0 0\ndumpable 0\nchildren waited for\n";
   EXPECT_EQ(RunLauncher({Job("settings")}).output, kSettings);
   const auto ignored =
-      RunLauncher({"-c", "trap '' CHLD; exec \"$@\"", "sh", VORLAUNCH, Job("settings")}, "/bin/sh");
+      RunLauncher({"--ignore-signal=CHLD", VORLAUNCH, Job("settings")}, "/usr/bin/env");
   EXPECT_EQ(ignored.output, kSettings);
 }
 

@@ -150,8 +150,9 @@ TEST(Execute, WorksWithoutStandardDescriptorsOfOurOwn) {
 
 TEST(Execute, ResetsSignals) {
   EXPECT_TRUE(HoldsWhenForked([] {
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGUSR1, SIG_IGN);
+    for (int signal = 1; signal < NSIG; ++signal) {
+      if (signal != SIGCHLD) std::signal(signal, SIG_IGN);
+    }
     sigset_t blocked;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGUSR2);
@@ -272,7 +273,9 @@ TEST(Execute, TakesNoLostStatusForASuccess) {
     std::signal(SIGCHLD, SIG_IGN);
     Execute child("echo x; exit 3", kAll);
     EXPECT_EQ(child.Result(), 127);
-    EXPECT_EQ(child.Str(), "x\nwait: No child processes\n");
+    // A child that is quick enough is gone before it can be watched.
+    EXPECT_THAT(child.Str(), testing::AnyOf("x\nwait: No child processes\n",
+                                            "cannot run '/bin/sh': watch: No such process\n"));
   }));
 }
 

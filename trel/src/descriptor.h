@@ -17,10 +17,8 @@ class Descriptor {
 
   int get() const { return fd_; }
   explicit operator bool() const { return fd_ >= 0; }
-  /// Hands it over to another owner.
-  int Release() { return std::exchange(fd_, -1); }
   void Close() {
-    if (fd_ >= 0) close(Release());
+    if (fd_ >= 0) close(std::exchange(fd_, -1));
   }
 
  private:

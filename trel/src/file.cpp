@@ -47,17 +47,19 @@ mode_t TypeOf(const Descriptor& handle, const std::string& path) {
   return status.st_mode & S_IFMT;
 }
 
+/// A name that leads to the file behind the handle itself: the system knows no fchmod and no
+/// fdopendir for such a handle.
+std::string NameOf(const Descriptor& handle) {
+  return "/proc/self/fd/" + std::to_string(handle.get());
+}
+
 void SetMode(const Descriptor& handle, const std::string& path, unsigned mode) {
-  // The system knows no fchmod for such a handle; its name below /proc leads to the file itself.
-  const std::string name = "/proc/self/fd/" + std::to_string(handle.get());
-  if (chmod(name.c_str(), mode) != 0) Fail("chmod", path, errno);
+  if (chmod(NameOf(handle).c_str(), mode) != 0) Fail("chmod", path, errno);
 }
 
 std::vector<std::string> NamesIn(const Descriptor& handle, const std::string& path) {
-  Descriptor dir(openat(handle.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(dir ? fdopendir(dir.get()) : nullptr, closedir);
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(NameOf(handle).c_str()), closedir);
   if (!entries) Fail("chmod", path, errno);
-  dir.Release();
   std::vector<std::string> names;
   while (const auto* entry = readdir(entries.get())) {
     const std::string name = entry->d_name;
