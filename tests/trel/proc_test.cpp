@@ -55,6 +55,11 @@ TEST(Execute, KeepsOutputAndErrorsAsTheOptionsSay) {
   EXPECT_EQ(Execute(command, 0).Result(), 0);
 }
 
+TEST(Execute, KeepsOutputThatComesByteByByte) {
+  EXPECT_EQ(OutputOf("i=0; while [ $i -lt 500 ]; do printf x; i=$((i + 1)); done"),
+            std::string(500, 'x'));
+}
+
 TEST(Execute, GivesTheExitStatus) {
   for (const int status : {0, 1, 7, 127, 255}) {
     Execute child("exit " + std::to_string(status), kAll);
