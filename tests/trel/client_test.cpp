@@ -1,5 +1,6 @@
 #include "trel/trel_client.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -67,6 +68,9 @@ TEST_F(ClientTest, PlaceholdersMustBeAsManyAsArguments) {
   EXPECT_THROW(remote_.Query("func=x&elid=?", "a", "b"), trel_err::AssertError);
   EXPECT_THROW(remote_.Query("func=x&elid=?&name=?", "a"), trel_err::AssertError);
   EXPECT_THROW(remote_.Query("func=x", "a"), trel_err::AssertError);
+  EXPECT_THAT(ErrorOf([&] { remote_.Query("func=x", "a"); }),
+              testing::MatchesRegex("assert: trel/client:[0-9]+ trel_client::Client::Query: not as "
+                                    "many placeholders as arguments"));
   EXPECT_TRUE(panel_->posts.empty());
 }
 

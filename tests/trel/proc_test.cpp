@@ -55,6 +55,11 @@ TEST(Execute, KeepsOutputAndErrorsAsTheOptionsSay) {
   EXPECT_EQ(Execute(command, 0).Result(), 0);
 }
 
+TEST(Execute, KeepsOutputThatComesByteByByte) {
+  // Starting a program takes long enough for each byte to be read alone.
+  EXPECT_EQ(OutputOf("for i in 1 2 3 4 5 6 7 8 9; do printf $i; /bin/true; done"), "123456789");
+}
+
 TEST(Execute, GivesTheExitStatus) {
   for (const int status : {0, 1, 7, 127, 255}) {
     Execute child("exit " + std::to_string(status), kAll);

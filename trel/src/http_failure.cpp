@@ -14,10 +14,10 @@ std::string Reason(CURL* handle, const std::string& details) {
   return error != 0 ? ReasonOf(static_cast<int>(error)) : LowerFirst(details);
 }
 
-/// The reason alone, of the two prefixes that libcurl gives to what is wrong with a certificate.
-std::string WithoutPrefix(const std::string& details) {
+/// The reason alone, without the prefix that libcurl puts before what is wrong with a certificate.
+std::string WithoutPrefix(std::string details) {
   for (const std::string prefix : {"SSL certificate problem: ", "SSL: "}) {
-    if (details.rfind(prefix, 0) == 0) return details.substr(prefix.size());
+    if (details.rfind(prefix, 0) == 0) details.erase(0, prefix.size());
   }
   return LowerFirst(details);
 }
@@ -50,9 +50,8 @@ std::string DescribeFailure(CURL* handle, CURLcode code, const std::string& deta
     case CURLE_GOT_NOTHING:
       return "the connection was closed without an answer";
     case CURLE_SEND_ERROR:
-      return "the request could not be sent: " + Reason(handle, details);
     case CURLE_RECV_ERROR:
-      return "the answer could not be received: " + Reason(handle, details);
+      return "the exchange broke off: " + Reason(handle, details);
     case CURLE_PARTIAL_FILE:
       return "the answer was cut off";
     case CURLE_PEER_FAILED_VERIFICATION:

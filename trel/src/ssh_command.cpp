@@ -115,7 +115,7 @@ bool SshCommand::Drain(Stream stream) {
 }
 
 bool SshCommand::Feed(std::string_view& input) {
-  if (input_ended_ || status_ || Closed()) return false;
+  if (input_ended_) return false;
   if (input.empty()) {
     ssh_channel_send_eof(channel_.get());
     return input_ended_ = true;

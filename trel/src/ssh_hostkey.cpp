@@ -123,23 +123,18 @@ void Remember(const SshSession& session, const std::string& file) {
 }  // namespace
 
 void CheckHostKey(const SshSession& session, const std::string& known_hosts, bool strict) {
-  switch (ssh_session_is_known_server(session.get())) {
-    case SSH_KNOWN_HOSTS_OK:
-      return;
-    case SSH_KNOWN_HOSTS_CHANGED:
-      throw Mismatch(session, known_hosts, "the host key has changed");
-    case SSH_KNOWN_HOSTS_OTHER:
-      throw Mismatch(session, known_hosts, "the host key is of another type than the known one");
-    case SSH_KNOWN_HOSTS_NOT_FOUND:
-    case SSH_KNOWN_HOSTS_UNKNOWN:
-      if (strict) {
-        throw session.Failure(SshStep::kHostKey, "the host key " + Describe(HostKey(session)) +
-                                                     " is not in " + known_hosts);
-      }
-      return Remember(session, known_hosts);
-    default:
-      throw session.Failure(SshStep::kHostKey, known_hosts + ": " + session.Reason());
+  const auto state = ssh_session_is_known_server(session.get());
+  if (state == SSH_KNOWN_HOSTS_OK) return;
+  if (state == SSH_KNOWN_HOSTS_CHANGED)
+    throw Mismatch(session, known_hosts, "the host key has changed");
+  if (state == SSH_KNOWN_HOSTS_OTHER)
+    throw Mismatch(session, known_hosts, "the host key is of another type than the known one");
+  const bool is_new = state == SSH_KNOWN_HOSTS_NOT_FOUND || state == SSH_KNOWN_HOSTS_UNKNOWN;
+  if (strict || !is_new) {
+    throw session.Failure(SshStep::kHostKey, "the host key " + Describe(HostKey(session)) +
+                                                 " is not in " + known_hosts);
   }
+  Remember(session, known_hosts);
 }
 
 }  // namespace trel_seam

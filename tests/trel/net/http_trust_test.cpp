@@ -36,10 +36,11 @@ TEST_F(HttpTrust, AcceptsTheCertificatesOfTheConfiguredFile) {
   EXPECT_EQ(Ask(), "in");
 }
 
-TEST_F(HttpTrust, TrustsNothingBesideTheConfiguredFile) {
+TEST_F(HttpTrust, NamesAConfiguredFileThatHoldsNoCertificate) {
   const Scratch scratch;
   conf_.ca_file = scratch.Write("empty.pem", "");
-  EXPECT_NE(Refusal().find(scratch.Path("empty.pem")), std::string::npos);
+  EXPECT_EQ(Refusal(),
+            server_.place() + ": error setting certificate file: " + scratch.Path("empty.pem"));
 }
 
 TEST_F(HttpTrust, RefusesACertificateForAnotherName) {
@@ -59,10 +60,19 @@ TEST_F(HttpTrust, AcceptsAPinnedKeyInPlaceOfAChain) {
   EXPECT_EQ(Ask(), "in");
 }
 
-TEST_F(HttpTrust, AcceptsAPinnedKeyUnderAnyName) {
-  const auto place = "LocalHost" + server_.place().substr(server_.place().find(':'));
-  conf_.pins[place] = TestCertificate().pin;
-  EXPECT_EQ(Client(conf_).Post("https://localhost" + place.substr(9) + "/").body, "in");
+TEST_F(HttpTrust, AcceptsAPinnedKeyWhateverNameItsCertificateHas) {
+  const Scratch scratch;
+  const auto other = MakeCertificate(scratch, "DNS:other.example");
+  WebServer server(other);
+  server.Start();
+  conf_.pins[server.place()] = other.pin;
+  EXPECT_EQ(Client(conf_).Post(server.url()).status, 404);
+}
+
+TEST_F(HttpTrust, TakesThePinOfAHostInAnyCase) {
+  const auto port = server_.place().substr(server_.place().find(':'));
+  conf_.pins["LocalHost" + port] = TestCertificate().pin;
+  EXPECT_EQ(Client(conf_).Post("https://localHOST" + port + "/").body, "in");
 }
 
 TEST_F(HttpTrust, RefusesAKeyThatIsNotThePinnedOne) {

@@ -90,8 +90,7 @@ TEST_F(Ssh, NamesTheStepThatFailed) {
   const auto name = [&](const std::string& host, const std::string& key_file, int port) {
     return FrameworkErrorOf([&] { SSHkey(host, "root", key_file, "", port); }).name;
   };
-  int closed = 0;
-  { closed = Listener().port(); }
+  const int closed = Listener().port();
   EXPECT_EQ(name("localhost", key, closed), "ssh: connect: localhost");
   EXPECT_EQ(name("[::1]", key, closed), "ssh: connect: [::1]");
   EXPECT_EQ(name("127.0.0.1", key + ".none", sshd_.port()), "ssh: key: 127.0.0.1");

@@ -59,6 +59,12 @@ TEST_F(SshCommands, AreNotHeldUpByInputThatTheyDoNotRead) {
   EXPECT_EQ(Run("exit 7", std::string(8 << 20, 'x')).status, 7);
 }
 
+TEST_F(SshCommands, MayEndInTheMiddleOfTheirInput) {
+  const std::string input(16 << 20, 'x');
+  for (int i = 0; i < 10; ++i)
+    ASSERT_EQ(Run("head -c 5000000 >/dev/null; exit 7", input).status, 7);
+}
+
 TEST_F(SshCommands, AreNotHeldUpByAMegabyteOfErrors) {
   const auto outcome = Run("head -c 4000000 /dev/zero >&2; echo done");
   EXPECT_EQ(outcome.output, "done\n");
@@ -92,7 +98,7 @@ TEST_F(SshCommands, MayBeFollowedByOthersWhenLeftUnfinished) {
 }
 
 TEST_F(SshCommands, AreLostWithTheConnection) {
-  connection_->Start("sleep 30 & echo $!; wait");
+  connection_->Start("tail -f --pid=$PPID /dev/null");  // ends with its sshd
   std::thread killer([this] { sshd_.Kill(); });
   const auto failure = SshFailureOf([this] { connection_->Finish("", true); });
   killer.join();

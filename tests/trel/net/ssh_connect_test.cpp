@@ -53,16 +53,13 @@ CaughtSsh Refusal(const std::string& host, int port) {
 }
 
 TEST(SshConnect, NamesWhatRefusesTheConnection) {
-  for (const int family : {AF_INET, AF_INET6}) {
-    int port = 0;
-    {
-      const Listener closed(family);
-      port = closed.port();
-    }
-    const auto failure = Refusal(family == AF_INET ? "127.0.0.1" : "::1", port);
+  for (const std::string host : {"127.0.0.1", "::1", "[::1]"}) {
+    const bool is_ipv4 = host == "127.0.0.1";
+    const int port = Listener(is_ipv4 ? AF_INET : AF_INET6).port();
+    const auto failure = Refusal(host, port);
     EXPECT_EQ(failure.step, SshStep::kConnect);
-    EXPECT_EQ(failure.text, (family == AF_INET ? "127.0.0.1:" : "[::1]:") + std::to_string(port) +
-                                ": connection refused");
+    EXPECT_EQ(failure.text,
+              (is_ipv4 ? "127.0.0.1:" : "[::1]:") + std::to_string(port) + ": connection refused");
   }
 }
 
@@ -192,6 +189,13 @@ TEST_F(SshHostKey, IsAcceptedWhenKnownAndStrict) {
   SetKnown(Line());
   conf_.strict_host_keys = true;
   Connect();
+}
+
+TEST_F(SshHostKey, IsAddedBesideAMalformedOne) {
+  const auto malformed = Name() + " ssh-ed25519 AAAA\n";
+  SetKnown(malformed);
+  Connect();
+  EXPECT_EQ(Known().find(malformed + Name() + " ssh-ed25519 AAAAC3"), 0U) << Known();
 }
 
 TEST_F(SshHostKey, NamesAFileThatCannotBeMade) {
