@@ -8,7 +8,9 @@ load dbservers
 
 setup_file() {
   make_workplace
-  start_database_servers
+  use_database_servers
+  start_mariadb
+  start_postgres
   my "CREATE DATABASE Shop; CREATE DATABASE \`a b%20c\`; CREATE DATABASE large;
       CREATE DATABASE broken; CREATE DATABASE target;"
   my "CREATE TABLE t (id INT PRIMARY KEY, c TEXT, b BLOB);
@@ -31,6 +33,7 @@ teardown_file() {
 
 setup() {
   make_state
+  use_database_servers
   local name
   for name in Shop 'a b%20c' large broken missing; do
     "$REFPANEL" db add --state "$STATE" --server mysql "$name" "$ALICE"
@@ -47,7 +50,8 @@ teardown() {
 
 # Starts a source; KEY is a session of ALICE.
 start() { # generation
-  start_source "$1" "${DATABASE_SERVERS[@]}"
+  start_source "$1" --mysql-socket "$MYSQL_SOCKET" --pgsql-socket "$PGSQL_SOCKET" \
+    --pgsql-port "$PGSQL_PORT"
   KEY=$("$REFPANEL" session --state "$STATE" "$ALICE")
 }
 
