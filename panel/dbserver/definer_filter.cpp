@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "panel/dbserver/dump_filter.h"
@@ -38,16 +39,17 @@ class Definers : public DumpFilter {
   // Passes over one blank or comment, or looks at the statement that begins. False when more text
   // is needed.
   bool StepHead(std::string& out) {
-    if (rest().empty()) {
+    const std::optional<std::size_t> blank = rest().empty() ? std::nullopt : BlankEnd();
+    if (!blank && !at_end_) {
       return false;
     }
-    if (SkipBlank()) {
+    if (blank && std::exchange(at_, *blank) != *blank) {
       return true;
     }
     const Head head = sql::ReadHead(rest());
     switch (head.kind) {
       case Head::Kind::kUnfinished:
-        at_head_ = !at_end_ && rest().size() < kMaxHead;
+        at_head_ = rest().empty() || (!at_end_ && rest().size() < kMaxHead);
         return !at_head_;
       case Head::Kind::kOther:
         at_head_ = false;
@@ -63,12 +65,14 @@ class Definers : public DumpFilter {
     return true;
   }
 
-  bool SkipBlank() {
+  // Of the blank or comment that comes next; where we are when there is none, none when the end is
+  // not there yet.
+  std::optional<std::size_t> BlankEnd() const {
+    if (sql::IsBlank(rest()[0])) {
+      return at_ + 1;
+    }
     const bool versioned = rest().starts_with("/*!") || rest().starts_with("/*M");
-    const std::size_t end = sql::IsBlank(rest()[0]) ? at_ + 1
-                            : versioned             ? at_
-                                                    : sql::CommentEnd(held_, at_).value_or(at_);
-    return std::exchange(at_, end) != end;
+    return versioned ? at_ : sql::CommentEnd(held_, at_);
   }
 
   void TakeDelimiter() {

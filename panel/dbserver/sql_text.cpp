@@ -40,69 +40,66 @@ class HeadReader {
  public:
   explicit HeadReader(std::string_view text) : text_(text) {}
 
-  // The next word, quoted name or punctuation mark; none when the text may end within it.
-  std::optional<std::string_view> Next() {
-    if (!SkipBlanks()) {
-      return std::nullopt;
-    }
-    begin_ = at_;
-    if (IsQuote(text_[at_])) {
-      const std::optional<std::size_t> end = QuoteEnd(text_, at_);
-      at_ = end.value_or(text_.size());
-      return end ? std::optional(text_.substr(begin_, at_ - begin_)) : std::nullopt;
-    }
-    do {
-      ++at_;
-    } while (at_ < text_.size() && !IsPunctuation(text_[begin_]) && !Ends(text_[at_]));
-    return at_ < text_.size() ? std::optional(text_.substr(begin_, at_ - begin_)) : std::nullopt;
+  // The next word, quoted name or punctuation mark; empty when the text may end within it.
+  std::string_view Next() {
+    begin_ = SkipBlanks(at_);
+    at_ = End(begin_);
+    ended_ = at_ >= text_.size();
+    return ended_ ? std::string_view() : text_.substr(begin_, at_ - begin_);
   }
 
+  // True when there was no next word.
+  bool ended() const { return ended_; }
   std::size_t begin() const { return begin_; }  // of the last one
   std::size_t end() const { return at_; }
 
  private:
   static bool Ends(char c) { return IsBlank(c) || IsQuote(c) || IsPunctuation(c); }
 
-  bool SkipBlanks() {
-    while (at_ < text_.size()) {
-      const std::size_t comment = CommentEnd(text_, at_).value_or(text_.size());
-      if (comment != at_) {
-        at_ = comment;
-      } else if (text_.substr(at_).starts_with("*/")) {
-        at_ += 2;
-      } else if (IsBlank(text_[at_])) {
-        ++at_;
+  std::size_t SkipBlanks(std::size_t at) const {
+    while (at < text_.size()) {
+      const std::size_t comment = CommentEnd(text_, at).value_or(text_.size());
+      if (comment != at) {
+        at = comment;
+      } else if (text_.substr(at).starts_with("*/")) {
+        at += 2;
+      } else if (IsBlank(text_[at])) {
+        ++at;
       } else {
-        return true;
+        break;
       }
     }
-    return false;
+    return at;
+  }
+
+  // Of the word that begins at `at`.
+  std::size_t End(std::size_t at) const {
+    if (at < text_.size() && IsQuote(text_[at])) {
+      return QuoteEnd(text_, at).value_or(text_.size());
+    }
+    const bool one = at < text_.size() && IsPunctuation(text_[at]);
+    do {
+      ++at;
+    } while (!one && at < text_.size() && !Ends(text_[at]));
+    return at;
   }
 
   std::string_view text_;
   std::size_t begin_ = 0;
   std::size_t at_ = 0;
+  bool ended_ = false;
 };
 
 // REQUIRES: "DEFINER" was read last.
 Head ReadAccount(HeadReader& reader) {
-  const auto equals = reader.Next();
-  const auto name = equals ? reader.Next() : std::nullopt;
-  if (!name) {
-    return {};
-  }
-  if (*equals != "=" || Is(*name, "current_user") || Is(*name, "current_role")) {
+  const std::string_view equals = reader.Next();
+  const std::string_view name = reader.Next();
+  if (equals != "=" || Is(name, "current_user") || Is(name, "current_role")) {
     return {Head::Kind::kOther};
   }
   Head head{Head::Kind::kDefiner, reader.begin(), reader.end()};
-  const auto at = reader.Next();
-  if (!at) {
-    return {};
-  }
-  if (*at == "@") {
-    if (!reader.Next()) {
-      return {};
-    }
+  if (reader.Next() == "@") {
+    reader.Next();
     head.end = reader.end();
   }
   return head;
@@ -139,25 +136,28 @@ std::optional<std::size_t> CommentEnd(std::string_view text, std::size_t at) {
 
 Head ReadHead(std::string_view text) {
   HeadReader reader(text);
-  auto word = reader.Next();
-  if (word && Is(*word, "delimiter")) {
-    return {text.find('\n') == std::string_view::npos ? Head::Kind::kUnfinished
-                                                      : Head::Kind::kDelimiter};
+  Head head{Head::Kind::kOther};
+  std::string_view word = reader.Next();
+  if (Is(word, "delimiter")) {
+    const bool whole = text.find('\n') != std::string_view::npos;
+    return {whole ? Head::Kind::kDelimiter : Head::Kind::kUnfinished};
   }
-  if (word && !Is(*word, "create")) {
-    return {Head::Kind::kOther};
-  }
-  word = word ? reader.Next() : word;
-  if (word && Is(*word, "or") && reader.Next()) {
+  if (Is(word, "create")) {
     word = reader.Next();
+    if (Is(word, "or")) {
+      reader.Next();  // replace
+      word = reader.Next();
+    }
+    if (Is(word, "algorithm")) {
+      reader.Next();  // =
+      reader.Next();
+      word = reader.Next();
+    }
+    if (Is(word, "definer")) {
+      head = ReadAccount(reader);
+    }
   }
-  if (word && Is(*word, "algorithm") && reader.Next() && reader.Next()) {
-    word = reader.Next();
-  }
-  if (!word) {
-    return {};
-  }
-  return Is(*word, "definer") ? ReadAccount(reader) : Head{Head::Kind::kOther};
+  return reader.ended() ? Head{} : head;
 }
 
 }  // namespace panel::dbserver::sql

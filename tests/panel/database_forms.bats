@@ -8,7 +8,9 @@ load dbservers
 
 setup_file() {
   make_workplace
-  start_database_servers
+  use_database_servers
+  start_mariadb
+  start_postgres
   # Each with the password "secret". The third may come from anywhere.
   my "CREATE DATABASE shop; CREATE DATABASE wiki;
       CREATE USER full@localhost IDENTIFIED BY 'secret';
@@ -33,6 +35,7 @@ teardown_file() {
 
 setup() {
   make_state
+  use_database_servers
   "$REFPANEL" db add --state "$STATE" --server mysql shop "$ALICE"
   "$REFPANEL" db add --state "$STATE" --server mysql wiki "$ALICE"
   "$REFPANEL" db add --state "$STATE" --server pgsql shop "$ALICE"
@@ -52,7 +55,8 @@ teardown() {
 
 # Starts a source; KEY is a session of ALICE.
 start() { # generation
-  start_source "$1" "${DATABASE_SERVERS[@]}"
+  start_source "$1" --mysql-socket "$MYSQL_SOCKET" --pgsql-socket "$PGSQL_SOCKET" \
+    --pgsql-port "$PGSQL_PORT"
   KEY=$("$REFPANEL" session --state "$STATE" "$ALICE")
 }
 

@@ -1,9 +1,12 @@
 # A MariaDB and a PostgreSQL of a test file's own: fresh, fast, not durable, reached through private
 # sockets. WORK is a directory that everybody can enter.
 
-PG_BIN=$(echo /usr/lib/postgresql/*/bin)
-MYSQL_SOCKET=${WORK:-}/mysql/sock
-PGSQL_SOCKET=${WORK:-}/pgsql/run
+# Names what the functions below use. Called in each shell.
+use_database_servers() {
+  PG_BIN=$(pg_config --bindir)
+  MYSQL_SOCKET=$WORK/mysql/sock
+  PGSQL_SOCKET=$WORK/pgsql/run
+}
 
 # Runs the command until it succeeds, for as long as the process lives.
 await() { # pid command...
@@ -22,33 +25,34 @@ start_mariadb() {
   mariadb-install-db "${options[@]}" --auth-root-authentication-method=socket --skip-test-db \
     >"$WORK/mysql/install.log" 2>&1
   mariadbd "${options[@]}" </dev/null >"$WORK/mysql/log" 2>&1 3>&- &
-  echo $! >>"$WORK/servers"
-  await $! mariadb-admin --no-defaults --socket="$MYSQL_SOCKET" ping || cat "$WORK/mysql/log" >&2
+  await $! mariadb-admin --no-defaults --socket="$MYSQL_SOCKET" ping || { cat "$WORK/mysql/log" >&2; return 1; }
 }
 
-free_port() {
-  python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
-}
-
+# The first of some ports that nobody uses.
 start_postgres() {
-  PGSQL_PORT=$(free_port)
-  export PGSQL_PORT
   install -d -o postgres -g postgres "$WORK/pgsql" "$PGSQL_SOCKET"
   as_user postgres "$PG_BIN/initdb" --pgdata="$WORK/pgsql/data" --encoding=UTF8 --locale=C.UTF-8 \
     --no-sync --no-instructions --wal-segsize=1 --auth-local=peer --auth-host=md5 \
     >"$WORK/pgsql/initdb.log"
   cat >>"$WORK/pgsql/data/postgresql.conf" <<END
 listen_addresses = '127.0.0.1'
-port = $PGSQL_PORT
 unix_socket_directories = '$PGSQL_SOCKET'
 fsync = off
 synchronous_commit = off
 full_page_writes = off
 shared_buffers = 16MB
 END
-  as_user postgres "$PG_BIN/postgres" -D "$WORK/pgsql/data" </dev/null >"$WORK/pgsql/log" 2>&1 3>&- &
-  echo $! >>"$WORK/servers"
-  await $! pg 'select 1' || cat "$WORK/pgsql/log" >&2
+  local attempt
+  for attempt in {1..10}; do
+    export PGSQL_PORT=$((20000 + RANDOM % 10000))
+    as_user postgres "$PG_BIN/postgres" -D "$WORK/pgsql/data" -p "$PGSQL_PORT" \
+      </dev/null >"$WORK/pgsql/log$attempt" 2>&1 3>&- &
+    if await $! pg 'select 1'; then
+      return
+    fi
+  done
+  cat "$WORK/pgsql"/log* >&2
+  return 1
 }
 
 # Statements as the administrator of the servers; rows come in lines, columns split by tabs.
@@ -72,9 +76,10 @@ pg_as() { # user password sql database
     psql -XqAtF $'\t' -v ON_ERROR_STOP=1 -c "$3"
 }
 
+# Ends them and waits until they are gone; they are no children of this shell. Their data is not
+# kept, so nothing has to be written first.
 stop_database_servers() {
-  local pid
-  while read -r pid; do
-    kill -KILL "$pid" && wait "$pid"
-  done <"$WORK/servers"
-} 2>/dev/null
+  kill -KILL "$(<"$WORK/mysql/pid")"
+  tail --pid="$(<"$WORK/mysql/pid")" -f /dev/null
+  as_user postgres "$PG_BIN/pg_ctl" stop --silent --mode=immediate -D "$WORK/pgsql/data"
+}

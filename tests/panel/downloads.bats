@@ -8,7 +8,9 @@ load dbservers
 
 setup_file() {
   make_workplace
-  start_database_servers
+  use_database_servers
+  start_mariadb
+  start_postgres
   my "CREATE DATABASE Shop; CREATE DATABASE \`a b%20c\`; CREATE DATABASE large;
       CREATE DATABASE broken; CREATE DATABASE target;"
   my "CREATE TABLE t (id INT PRIMARY KEY, c TEXT, b BLOB);
@@ -18,10 +20,10 @@ setup_file() {
   # The dump has gone through the table when it comes to the view.
   my "CREATE TABLE a (c LONGTEXT); INSERT INTO a SELECT repeat('x', 1000000) FROM seq_1_to_3;
       CREATE TABLE gone (c INT); CREATE VIEW z AS SELECT c FROM gone; DROP TABLE gone" broken
-  pg "CREATE DATABASE shop"
+  pg "CREATE DATABASE notes"
   pg "CREATE DATABASE target"
   pg "CREATE TABLE t (id int PRIMARY KEY, c text, b bytea);
-      INSERT INTO t VALUES (1, 'Grüße \"quoted\" \\ и ещё', '\\x0001fffe'), (2, NULL, NULL)" shop
+      INSERT INTO t VALUES (1, 'Grüße \"quoted\" \\ и ещё', '\\x0001fffe'), (2, NULL, NULL)" notes
 }
 
 teardown_file() {
@@ -31,12 +33,13 @@ teardown_file() {
 
 setup() {
   make_state
+  use_database_servers
   local name
   for name in Shop 'a b%20c' large broken missing; do
     "$REFPANEL" db add --state "$STATE" --server mysql "$name" "$ALICE"
   done
   "$REFPANEL" db add --state "$STATE" --server mysql bobs "$BOB"
-  "$REFPANEL" db add --state "$STATE" --server pgsql shop "$ALICE"
+  "$REFPANEL" db add --state "$STATE" --server pgsql notes "$ALICE"
 }
 
 teardown() {
@@ -47,7 +50,8 @@ teardown() {
 
 # Starts a source; KEY is a session of ALICE.
 start() { # generation
-  start_source "$1" "${DATABASE_SERVERS[@]}"
+  start_source "$1" --mysql-socket "$MYSQL_SOCKET" --pgsql-socket "$PGSQL_SOCKET" \
+    --pgsql-port "$PGSQL_PORT"
   KEY=$("$REFPANEL" session --state "$STATE" "$ALICE")
 }
 
@@ -74,16 +78,18 @@ rows_of_t() { # database
   mariadb --no-defaults --socket="$MYSQL_SOCKET" --default-character-set=utf8mb4 target <"$DIR/dump"
   [[ $(rows_of_t target) == "$(rows_of_t Shop)" && -n $(rows_of_t Shop) ]]
   [[ $(my 'SELECT count(*) FROM v' target) == 2 ]]
+  stop_server
   [[ $(calls) == "source dbdownload $ALICE ok" ]]
 }
 
 @test "generation 5 gives a dump of a PostgreSQL database" {
   start 5
-  dump 'shop->pgsql' -o "$DIR/dump"
+  dump 'notes->pgsql' -o "$DIR/dump"
   as_user postgres env PGHOST="$PGSQL_SOCKET" PGPORT="$PGSQL_PORT" psql -Xq -v ON_ERROR_STOP=1 \
     target <"$DIR/dump" >/dev/null
   local rows="SELECT id, c, encode(b, 'hex') FROM public.t ORDER BY id"
-  [[ $(pg "$rows" target) == "$(pg "$rows" shop)" && -n $(pg "$rows" shop) ]]
+  [[ $(pg "$rows" target) == "$(pg "$rows" notes)" && -n $(pg "$rows" notes) ]]
+  stop_server
   [[ $(calls) == "source db.dump $ALICE ok" ]]
 }
 
@@ -128,7 +134,7 @@ rows_of_t() { # database
 @test "a dump that fails half-way is cut off" {
   start 4
   run -18 --separate-stderr download broken -o "$DIR/dump"
-  (($(stat -c %s "$DIR/dump") > 3000000))
+  (($(stat -c %s "$DIR/dump") > 2900000))
   [[ $(tail -n 1 "$DIR/dump") != "-- Dump completed"* ]]
   stop_server
   [[ $(calls) == "source dbdownload $ALICE system" ]]
@@ -162,7 +168,9 @@ dump_runs() { # program
   SECONDS=0
   stop_server
   ((SECONDS < 20))
-  run -18 wait "$client"
+  local status=0
+  wait "$client" || status=$?
+  [[ $status -eq 18 ]]
 }
 
 @test "a large dump takes little memory and no disk" {
@@ -180,13 +188,15 @@ dump_runs() { # program
 @test "several dumps go out at once" {
   start 4
   local i clients=()
-  for i in 1 2 3 4; do
-    download large 3>&- | sha256sum >"$DIR/sum.$i" &
+  for i in 1 2 3; do
+    download large 3>&- | wc -c >"$DIR/size.$i" &
     clients+=("$!")
   done
   wait "${clients[@]}"
-  # The last line of a dump tells the time; the sizes are the same all the same.
-  [[ $(calls | grep -c "dbdownload $ALICE ok") -eq 4 ]]
+  (($(<"$DIR/size.1") > 300000000))
+  [[ $(sort -u "$DIR"/size.* | wc -l) -eq 1 ]]
+  stop_server
+  [[ $(calls | grep -c "dbdownload $ALICE ok") -eq 3 ]]
 }
 
 @test "only a GET of a dump is answered, and as a whole" {
