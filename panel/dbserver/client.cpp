@@ -96,12 +96,13 @@ std::string HowItEnded(int status) {
                              : "ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
-// Until the last writer closes it; what is beyond the limit is read and dropped.
+// Until the last writer closes it; the last words tell why it ended.
 void Collect(const Descriptor& from, std::string& words) {
   std::array<char, 4096> buffer{};
   ssize_t size = 0;
   while ((size = read(from.get(), buffer.data(), buffer.size())) > 0) {
-    words.append(buffer.data(), std::min(static_cast<std::size_t>(size), kMaxWords - words.size()));
+    words.append(buffer.data(), static_cast<std::size_t>(size));
+    words.erase(0, words.size() - std::min(words.size(), kMaxWords));
   }
 }
 
