@@ -268,8 +268,9 @@ void Mariadb::Restore(const std::string& database, int dump, const account::Acco
   const auto filter = DefinerFilter(unlocked.account());
   Transfer(dump, *filter,
            {{"mariadb", "--no-defaults", "--sandbox", "--binary-mode", "--local-infile=0",
-             "--loose-skip-print-query-on-error", "--default-character-set=utf8mb4", "--max-allowed-packet=1G", "--socket=" + socket_,
-             "--user=" + TechnicalUser(database), "--database=" + database},
+             "--loose-skip-print-query-on-error", "--default-character-set=utf8mb4",
+             "--max-allowed-packet=1G", "--socket=" + socket_, "--user=" + TechnicalUser(database),
+             "--database=" + database},
             {"MYSQL_PWD=" + unlocked.password()},
             account},
            "restore");
