@@ -95,9 +95,12 @@ CREATE TABLE files (
 ) ENGINE = MyISAM;
 SET SESSION group_concat_max_len = 1000000;
 INSERT INTO files
-  SELECT 'all', unhex(group_concat(lpad(hex(seq), 2, '0') ORDER BY seq SEPARATOR '')) FROM seq_0_to_255;
-INSERT INTO files SELECT unhex(lpad(hex(seq), 2, '0')), unhex(lpad(hex(seq), 2, '0')) FROM seq_0_to_255;
-INSERT INTO files VALUES ('empty', ''), ('missing', NULL), ('large', repeat(unhex(md5('x')), 100000));
+  SELECT 'all', unhex(group_concat(lpad(hex(seq), 2, '0') ORDER BY seq SEPARATOR ''))
+  FROM seq_0_to_255;
+INSERT INTO files
+  SELECT unhex(lpad(hex(seq), 2, '0')), unhex(lpad(hex(seq), 2, '0')) FROM seq_0_to_255;
+INSERT INTO files VALUES
+  ('empty', ''), ('missing', NULL), ('large', repeat(unhex(md5('x')), 100000));
 
 CREATE TABLE legacy (
   `order` VARCHAR(50) CHARACTER SET cp1251 NOT NULL,

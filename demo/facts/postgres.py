@@ -29,8 +29,8 @@ SELECT $${kind} {name}$$, count(*), 'rows, contents',
 
 # What they are like, and all else that belongs to a database.
 PARTS = """
-SELECT 'columns of ' || o.name, md5(string_agg(concat_ws(' ', a.attname, a.attnotnull, a.attidentity,
-         format_type(a.atttypid, a.atttypmod), a.attgenerated, a.attcollation::regcollation,
+SELECT 'columns of ' || o.name, md5(string_agg(concat_ws(' ', a.attname, a.attnotnull,
+         a.attidentity, format_type(a.atttypid, a.atttypmod), a.attgenerated, a.attcollation::regcollation,
          pg_get_expr(d.adbin, d.adrelid), col_description(o.oid, a.attnum)), ',' ORDER BY a.attnum))
   FROM objects o JOIN pg_attribute a ON a.attrelid = o.oid AND a.attnum > 0 AND NOT a.attisdropped
   LEFT JOIN pg_attrdef d ON (d.adrelid, d.adnum) = (a.attrelid, a.attnum)
