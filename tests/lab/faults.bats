@@ -66,8 +66,12 @@ assert_no_job() {
   on dst install -m 0600 /dev/null /root/unreadable
   on dst install -d -m 0777 /var/log/open
   on dst tee /etc/vortrel/open.toml >/dev/null <<<$'[log]\ndir = "/var/log/open"'
+  # The repository may be where nobody has no access.
+  on dst install -d /opt/vortrel/lib /opt/vortrel/bin
+  on dst cp "$BIN/vorlaunch" /opt/vortrel/bin
+  on dst cp "$BIN/../lib/tarvin.so" "$BIN/../lib/libtrel.so" /opt/vortrel/lib
   run --separate-stderr on dst runuser -u nobody -- env TREL_CONF=/etc/vortrel/open.toml \
-    "$BIN/vorlaunch" tarvin /root/unreadable
+    /opt/vortrel/bin/vorlaunch tarvin /root/unreadable
   [[ $status -eq 1 && $stderr == "vorlaunch: tarvin: "*"/root/unreadable: Permission denied"* ]]
 }
 

@@ -52,11 +52,17 @@ is_suspended() { # HOST USER
   [[ $(on "$1" getent shadow "$2" | cut -d : -f 8) == 1 ]]
 }
 
+# HOST DIRECTORY...: the temporary keys, dumps and parameters files in the directories themselves.
+temporary_files() {
+  on "$1" find "${@:2}" -maxdepth 1 \
+    \( -name 'tarvin_key*' -o -name 'tarvin_dump*' -o -name 'tarvin_params*' -o -name '.fetch-*' \)
+}
+
 # USER: no temporary key, dump or parameters file is left on either host.
 assert_nothing_left() {
   on dst test ! -e "$PARAMS"
-  [[ -z $(on dst find /tmp /root "/var/www/$1" -name 'tarvin_*') ]]
-  [[ -z $(on src find /tmp /root "/home/$1" -name 'tarvin_*') ]]
+  [[ -z $(temporary_files dst /tmp /root "/var/www/$1") ]]
+  [[ -z $(temporary_files src /tmp /root "/home/$1") ]]
   refute on src grep -rqs "@dst$" "/home/$1/.ssh"
 }
 
