@@ -18,5 +18,6 @@ add_certificate() {
 certificates_of() {
   local state=local
   [[ $1 == dst ]] || state=source5
-  on "$1" "$BIN/refpanel" cert list --state "$PANEL_STATE/$state.db" | grep "^$2 " | grep -v "^$2 plain "
+  on "$1" "$BIN/refpanel" cert list --state "$PANEL_STATE/$state.db" |
+    sed -n "/^$2 plain /d; /^$2 /p"
 }

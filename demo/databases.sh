@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What the demo and the tests in the lab do about databases on the two hosts. Sourced after hosts.sh.
+# What the demo and the tests in the lab do about databases. Sourced after hosts.sh.
 
 # Starts MariaDB and PostgreSQL in both hosts, all at the same time.
 start_database_servers() {
@@ -20,5 +20,6 @@ make_account_databases() {
 # HOST USER [ARGUMENT...]: what the host knows about the account's databases, and what the passwords
 # open that it has on the source.
 database_facts() {
-  on src cat "/root/demo-passwords/$2" | on "$1" "$DEMO/database-facts" "${@:2}" --passwords /dev/stdin
+  on src cat "/root/demo-passwords/$2" |
+    on "$1" "$DEMO/database-facts" "${@:2}" --passwords /dev/stdin
 }

@@ -23,7 +23,8 @@ COMMENT ON TABLE accounts IS 'it''s "the" chart of accounts';
 COMMENT ON COLUMN accounts.name IS 'назва';
 INSERT INTO accounts (code, name, kind) VALUES
   ('AA1', 'Каса 💶', 'asset'), ('AA2', E'two\nlines\tand \\ back', 'debt'), ('BB1', '銀行', 'дохід');
-INSERT INTO accounts (code, name, parent) SELECT 'CC1', 'below', id FROM accounts WHERE code = 'AA1';
+INSERT INTO accounts (code, name, parent)
+  SELECT 'CC1', 'below', id FROM accounts WHERE code = 'AA1';
 
 CREATE TABLE entries (
   id bigserial PRIMARY KEY,
@@ -44,12 +45,16 @@ CREATE TABLE entries (
 );
 INSERT INTO entries (account, booked, day, amount, tags, grid, details, origin, took, reference,
                      foreign_money, weight, note)
-  SELECT 100 + n % 4, '1999-12-31 23:59:59.999999+02'::timestamptz + n * interval '1 hour 1 microsecond',
-         CASE WHEN n % 7 = 0 THEN NULL WHEN n % 100 = 1 THEN 'infinity' ELSE '4713-01-01 BC'::date + n END,
+  SELECT 100 + n % 4,
+         '1999-12-31 23:59:59.999999+02'::timestamptz + n * interval '1 hour 1 microsecond',
+         CASE WHEN n % 7 = 0 THEN NULL WHEN n % 100 = 1 THEN 'infinity'
+              ELSE '4713-01-01 BC'::date + n END,
          n * 1.000001, ARRAY['t' || n % 5, 'a,b', '"', NULL], ARRAY[[n, -n], [NULL, 0]],
-         CASE WHEN n % 3 > 0 THEN jsonb_build_object('n', n, 'emoji', '🧾', 'list', '[1,null,{}]'::jsonb) END,
+         CASE WHEN n % 3 > 0
+              THEN jsonb_build_object('n', n, 'emoji', '🧾', 'list', '[1,null,{}]'::jsonb) END,
          ('10.0.0.' || n % 256 || '/24')::inet, n * interval '1 month -3 days 4.5 seconds',
-         md5(n::text)::uuid, ROW(n, 'EUR'::char(3))::money_in, CASE n % 9 WHEN 0 THEN 'NaN' ELSE n / 7.0::float8 END,
+         md5(n::text)::uuid, ROW(n, 'EUR'::char(3))::money_in,
+         CASE n % 9 WHEN 0 THEN 'NaN' ELSE n / 7.0::float8 END,
          CASE WHEN n % 2 = 0 THEN NULL ELSE E'\\.\n\\N' || repeat(md5(n::text), n % 5) END
   FROM generate_series(1, :rows) AS n;
 CREATE INDEX entries_by_day ON entries (day DESC NULLS LAST) WHERE amount > 0;
@@ -85,7 +90,8 @@ CREATE UNIQUE INDEX monthly_by_month ON monthly (month);
 
 CREATE FUNCTION balance_of(wanted text) RETURNS numeric LANGUAGE sql STABLE
   AS $$ SELECT balance FROM public.balances WHERE code = wanted $$;
-CREATE FUNCTION fingerprint(value text) RETURNS text LANGUAGE plpgsql IMMUTABLE SECURITY DEFINER AS $body$
+CREATE FUNCTION fingerprint(value text) RETURNS text
+  LANGUAGE plpgsql IMMUTABLE SECURITY DEFINER AS $body$
 BEGIN
   -- PostgreSQL database dump complete
   RETURN encode(public.digest(value, 'sha256'), 'hex');
