@@ -23,7 +23,8 @@ COMMENT ON TABLE accounts IS 'it''s "the" chart of accounts';
 COMMENT ON COLUMN accounts.name IS 'назва';
 INSERT INTO accounts (code, name, kind) VALUES
   ('AA1', 'Каса 💶', 'asset'), ('AA2', E'two\nlines\tand \\ back', 'debt'), ('BB1', '銀行', 'дохід');
-INSERT INTO accounts (code, name, parent) SELECT 'CC1', 'below', id FROM accounts WHERE code = 'AA1';
+INSERT INTO accounts (code, name, parent)
+  SELECT 'CC1', 'below', id FROM accounts WHERE code = 'AA1';
 
 CREATE TABLE entries (
   id bigserial PRIMARY KEY,

@@ -32,8 +32,8 @@ CREATE TABLE customers (
   KEY by_initial (initial),
   FULLTEXT KEY by_note (note)
 );
-INSERT INTO customers (email, name, note, born, last_seen, break_time, since, balance, rating, flags,
-                       level, wants, extra, place)
+INSERT INTO customers (email, name, note, born, last_seen, break_time, since, balance, rating,
+                       flags, level, wants, extra, place)
   SELECT concat('customer', seq, '@', elt(seq MOD 3 + 1, 'site.example', 'mail.example', 'x.test')),
          concat(elt(seq MOD 4 + 1, 'Олена ', 'Zoë ', '小明 ', 'O''Neill "the 🐈" '), seq),
          if(seq MOD 5 = 0, NULL, repeat(concat(md5(seq), ' '), seq MOD 9)),
@@ -64,7 +64,8 @@ CREATE TABLE products (
 );
 INSERT INTO products (category, title, price, stock, picture, code)
   SELECT seq MOD 4, concat('Товар №', seq, ' 🛒'), seq * 0.37, 1000,
-         if(seq MOD 10 = 0, NULL, concat(unhex(md5(seq)), x'00', unhex(sha1(seq)))), unhex(md5(-seq))
+         if(seq MOD 10 = 0, NULL, concat(unhex(md5(seq)), x'00', unhex(sha1(seq)))),
+         unhex(md5(-seq))
   FROM seq_1_to_100000000 WHERE seq <= 11 + @rows DIV 10;
 
 CREATE TABLE orders (

@@ -86,8 +86,8 @@ def rights(user, database):
     """What the user may do in the database from each host."""
     pattern = database.replace('_', '\\\\_')
     for grantee, privileges, grantable in rows(query(
-            "SELECT grantee, group_concat(privilege_type), max(is_grantable) FROM schema_privileges "
-            "WHERE table_schema IN ('%s', '%s') AND grantee LIKE '\\'%s\\'@%%' "
+            "SELECT grantee, group_concat(privilege_type), max(is_grantable) "
+            "FROM schema_privileges WHERE table_schema IN ('%s', '%s') AND grantee LIKE '\\'%s\\'@%%' "
             'GROUP BY grantee ORDER BY grantee' % (pattern, database, user))):
         held = [name for name in PRIVILEGES if name in privileges.split(',')]
         yield grantee, ', '.join(held + ['GRANT OPTION'] * (grantable == 'YES'))

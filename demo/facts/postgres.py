@@ -30,8 +30,13 @@ SELECT $${kind} {name}$$, count(*), 'rows, contents',
 # What they are like, and all else that belongs to a database.
 PARTS = """
 SELECT 'columns of ' || o.name, md5(string_agg(concat_ws(' ', a.attname, a.attnotnull,
+<<<<<<< HEAD
          a.attidentity, format_type(a.atttypid, a.atttypmod), a.attgenerated, a.attcollation::regcollation,
          pg_get_expr(d.adbin, d.adrelid), col_description(o.oid, a.attnum)), ',' ORDER BY a.attnum))
+=======
+         a.attidentity, format_type(a.atttypid, a.atttypmod), a.attgenerated,
+         a.attcollation::regcollation, pg_get_expr(d.adbin, d.adrelid), col_description(o.oid, a.attnum)), ',' ORDER BY a.attnum))
+>>>>>>> dblab
   FROM objects o JOIN pg_attribute a ON a.attrelid = o.oid AND a.attnum > 0 AND NOT a.attisdropped
   LEFT JOIN pg_attrdef d ON (d.adrelid, d.adnum) = (a.attrelid, a.attnum)
   WHERE o.kind <> 'i' GROUP BY 1, o.name ORDER BY o.name COLLATE "C";
@@ -62,14 +67,15 @@ SELECT o.name, string_agg(p.name, ', ' ORDER BY p.place) ||
   FROM objects o, pg_roles r, unnest(ARRAY['SELECT', 'INSERT', 'UPDATE', 'DELETE', 'REFERENCES',
          'SELECT WITH GRANT OPTION']) WITH ORDINALITY AS p (name, place)
   WHERE o.kind IN ('r', 'p', 'v', 'm') AND r.rolname = 'ROLE'
-    AND has_schema_privilege(r.oid, o.namespace, 'USAGE') AND has_table_privilege(r.oid, o.oid, p.name)
+    AND has_schema_privilege(r.oid, o.namespace, 'USAGE')
+    AND has_table_privilege(r.oid, o.oid, p.name)
   GROUP BY r.oid, o.name, o.owner ORDER BY o.name COLLATE "C";
 """
 
 
 def query(statements, database, login=('postgres', ''), address=''):
-    """As the administrator, or as the role of `login`, a name and a password, over the network to an
-    address."""
+    """As the administrator, or as the role of `login`, a name and a password, over the network to
+    an address."""
     name, password = login
     environment = {'PGPASSFILE': '{}', 'PGTZ': 'UTC', 'PGCLIENTENCODING': 'UTF8'}
     return run(['psql', '--no-psqlrc', '--quiet', '--tuples-only', '--no-align', '--no-password',

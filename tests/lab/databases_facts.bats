@@ -107,7 +107,8 @@ assert_shows() {
   assert_shows mariadb_shop "UPDATE files SET contents = x'01' WHERE name = x'00'" "table files"
   assert_shows mariadb_shop "UPDATE customers SET note = '' WHERE note IS NULL LIMIT 1" \
     "table customers"
-  assert_shows mariadb_shop "UPDATE categories SET name = '🎁🇺🇦👩‍👩‍👦' WHERE id = 3" "table categories"
+  assert_shows mariadb_shop "UPDATE categories SET name = '🎁🇺🇦👩‍👩‍👦' WHERE id = 3" \
+    "table categories"
   assert_shows mariadb_shop "DELETE FROM legacy WHERE \`order\` = 'обмін'" "table legacy"
   assert_shows postgres_ledger \
     "UPDATE attachments SET contents = set_byte(contents, 200, 0) WHERE name = 'all'" \
@@ -141,7 +142,8 @@ assert_shows() {
   note_facts
   assert_shows mariadb_shop \
     "ALTER SQL SECURITY INVOKER VIEW order_totals AS SELECT 1 AS id, 2 AS customer, 3 AS total" \
-    "definition of view order_totals" "view order_totals" "view best_customers" "use of order_totals"
+    "definition of view order_totals" "view order_totals" "view best_customers" \
+    "use of order_totals"
   assert_shows postgres_ledger "CREATE OR REPLACE VIEW archive.late AS
     SELECT * FROM archive.years WHERE year > 2008" \
     "definition of archive.late" "view archive.late" "use of partitions"
