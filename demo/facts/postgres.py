@@ -30,13 +30,8 @@ SELECT $${kind} {name}$$, count(*), 'rows, contents',
 # What they are like, and all else that belongs to a database.
 PARTS = """
 SELECT 'columns of ' || o.name, md5(string_agg(concat_ws(' ', a.attname, a.attnotnull,
-<<<<<<< HEAD
-         a.attidentity, format_type(a.atttypid, a.atttypmod), a.attgenerated, a.attcollation::regcollation,
-         pg_get_expr(d.adbin, d.adrelid), col_description(o.oid, a.attnum)), ',' ORDER BY a.attnum))
-=======
          a.attidentity, format_type(a.atttypid, a.atttypmod), a.attgenerated,
          a.attcollation::regcollation, pg_get_expr(d.adbin, d.adrelid), col_description(o.oid, a.attnum)), ',' ORDER BY a.attnum))
->>>>>>> dblab
   FROM objects o JOIN pg_attribute a ON a.attrelid = o.oid AND a.attnum > 0 AND NOT a.attisdropped
   LEFT JOIN pg_attrdef d ON (d.adrelid, d.adnum) = (a.attrelid, a.attnum)
   WHERE o.kind <> 'i' GROUP BY 1, o.name ORDER BY o.name COLLATE "C";
