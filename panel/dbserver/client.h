@@ -23,8 +23,8 @@ struct ClientCommand {
   std::optional<account::Account> account;
 };
 
-/// A program that reads a dump from standard input or writes one to standard output. It gets nothing
-/// else of ours, ends when we do, and is ended with this object.
+/// A program that reads a dump from standard input or writes one to standard output. It gets
+/// nothing else of ours, ends when we do, and is ended with this object.
 class Client {
  public:
   enum class Pipe { kInput, kOutput };

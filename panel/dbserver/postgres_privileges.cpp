@@ -51,9 +51,10 @@ std::vector<std::string> Schemas(PostgresConnection& connection) {
 
 bool IsMemberOfOwner(PostgresConnection& connection, const std::string& user) {
   return connection
-             .Run("SELECT pg_has_role($1, datdba, 'USAGE') FROM pg_database "
-                  "WHERE datname = current_database()",
-                  {user})
+             .Run(
+                 "SELECT pg_has_role($1, datdba, 'USAGE') FROM pg_database "
+                 "WHERE datname = current_database()",
+                 {user})
              .at(0)
              .at(0) == kTrue;
 }
@@ -86,9 +87,10 @@ Held ReadTablePrivilege(PostgresConnection& connection, const std::string& user,
 
 bool MayCreate(PostgresConnection& connection, const std::string& user) {
   return !connection
-              .Run("SELECT 1 FROM pg_namespace WHERE nspname = 'public' AND "
-                   "has_schema_privilege($1, oid, 'CREATE')",
-                   {user})
+              .Run(
+                  "SELECT 1 FROM pg_namespace WHERE nspname = 'public' AND "
+                  "has_schema_privilege($1, oid, 'CREATE')",
+                  {user})
               .empty();
 }
 
