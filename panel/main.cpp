@@ -104,12 +104,9 @@ void AddServe(CommandLine& line) {
       ->type_name("FILE")
       ->needs(listen);
   serve->add_flag("--plain", line.serve.plain, "HTTP in place of HTTPS")->needs(listen);
-<<<<<<< HEAD
   serve->add_flag_callback(
       "--without-letsencrypt", [&line] { line.serve.role.letsencrypt = false; },
       "Leaves the letsencrypt plugin out");
-=======
->>>>>>> dbsrv
   serve->add_option("--mysql-socket", line.serve.endpoints.mysql_socket, "Socket of MariaDB")
       ->capture_default_str()
       ->type_name("PATH");

@@ -28,7 +28,7 @@ bool IsMariadbHash(const std::string& hash) {
 bool IsPostgresHash(const std::string& hash) {
   return Matches(hash, "md5[0-9a-f]{32}") || Matches(hash,
                                                      "SCRAM-SHA-256\\$[1-9][0-9]{0,6}:"
-                                                     "(?=[A-Za-z0-9])(?:[A-Za-z0-9+/]{4})*"
+                                                     "(?=[A-Za-z0-9+/])(?:[A-Za-z0-9+/]{4})*"
                                                      "(?:[A-Za-z0-9+/]{2}==|[A-Za-z0-9+/]{3}=)?"
                                                      "\\$[A-Za-z0-9+/]{43}=:[A-Za-z0-9+/]{43}=");
 }
