@@ -102,10 +102,10 @@ std::vector<Hosted> HostedDatabases::Databases(const std::string& owner) {
 }
 
 std::optional<Hosted> HostedDatabases::FindDatabase(const HostedName& id) {
-  return ReadHosted(Statement(database_,
-                              "SELECT owner FROM databases WHERE server = ? AND name = ?",
-                              id.server, id.name),
-                    id);
+  return ReadHosted(
+      Statement(database_, "SELECT owner FROM databases WHERE server = ? AND name = ?", id.server,
+                id.name),
+      id);
 }
 
 void HostedDatabases::AddDatabase(const Hosted& database) {
@@ -122,10 +122,10 @@ void HostedDatabases::RemoveDatabase(const HostedName& id) {
 }
 
 std::optional<Hosted> HostedDatabases::FindUser(const HostedName& id) {
-  return ReadHosted(Statement(database_,
-                              "SELECT owner FROM database_users WHERE server = ? AND name = ?",
-                              id.server, id.name),
-                    id);
+  return ReadHosted(
+      Statement(database_, "SELECT owner FROM database_users WHERE server = ? AND name = ?",
+                id.server, id.name),
+      id);
 }
 
 void HostedDatabases::AddUser(const Hosted& user) {

@@ -107,8 +107,7 @@ void AddServe(CommandLine& line) {
   serve->add_flag_callback(
       "--without-letsencrypt", [&line] { line.serve.role.letsencrypt = false; },
       "Leaves the letsencrypt plugin out");
-  serve
-      ->add_option("--mysql-socket", line.serve.endpoints.mysql_socket, "Socket of MariaDB")
+  serve->add_option("--mysql-socket", line.serve.endpoints.mysql_socket, "Socket of MariaDB")
       ->capture_default_str()
       ->type_name("PATH");
   serve
@@ -184,8 +183,8 @@ void AddHosted(CommandLine& line, CLI::App* add) {
 void AddDatabases(CommandLine& line) {
   CLI::App* db = line.app.add_subcommand("db", "Databases of the panel");
   AddHosted(line, line.Command(*db, "add", "Registers a database that is there already", [&line] {
-              commands::AddDatabase(line.state, line.server, line.name, line.owner);
-            }));
+    commands::AddDatabase(line.state, line.server, line.name, line.owner);
+  }));
   line.AddState(line.Command(*db, "list", "Prints the databases and their users",
                              [&line] { commands::ListDatabases(line.state); }));
   CLI::App* dbuser = line.app.add_subcommand("dbuser", "Database users of the panel");
@@ -205,7 +204,9 @@ void AddOptions(CommandLine& line) {
   });
   line.AddState(set);
   set->add_option("NAME", line.name, "Name of the option")->required();
-  set->add_option("VALUE", line.value, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
+  set->add_option("VALUE", line.value, "on or off")
+      ->required()
+      ->check(CLI::IsMember({"on", "off"}));
 }
 
 void AddLists(CommandLine& line) {

@@ -96,12 +96,13 @@ std::string HowItEnded(int status) {
                              : "ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
-// Until the last writer closes it; what is beyond the limit is read and dropped.
+// Until the last writer closes it; the last words tell why it ended.
 void Collect(const Descriptor& from, std::string& words) {
   std::array<char, 4096> buffer{};
   ssize_t size = 0;
   while ((size = read(from.get(), buffer.data(), buffer.size())) > 0) {
-    words.append(buffer.data(), std::min(static_cast<std::size_t>(size), kMaxWords - words.size()));
+    words.append(buffer.data(), static_cast<std::size_t>(size));
+    words.erase(0, words.size() - std::min(words.size(), kMaxWords));
   }
 }
 
@@ -116,8 +117,7 @@ Client::Client(const ClientCommand& command, Pipe pipe)
   Spawn(command, input ? data.theirs.get() : null.get(), input ? null.get() : data.theirs.get(),
         errors.theirs.get());
   std::swap(pipe_, data.ours);
-  listener_ = std::jthread(
-      [this, from = std::move(errors.ours)] { Collect(from, words_); });
+  listener_ = std::jthread([this, from = std::move(errors.ours)] { Collect(from, words_); });
 }
 
 void Client::Spawn(const ClientCommand& command, int input, int output, int errors) {
@@ -125,9 +125,9 @@ void Client::Spawn(const ClientCommand& command, int input, int output, int erro
   std::vector<std::string> arguments = WithRights(command);
   std::vector<std::string> environment = command.environment;
   environment.insert(environment.end(), {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL=C.UTF-8"});
-  const int error = posix_spawnp(&pid_, arguments.front().c_str(), setup.files(),
-                                 setup.attributes(), Pointers(arguments).data(),
-                                 Pointers(environment).data());
+  const int error =
+      posix_spawnp(&pid_, arguments.front().c_str(), setup.files(), setup.attributes(),
+                   Pointers(arguments).data(), Pointers(environment).data());
   if (error != 0) {
     pid_ = -1;
     Fail(name_, error);

@@ -23,8 +23,8 @@ struct ClientCommand {
   std::optional<account::Account> account;
 };
 
-/// A program that reads a dump from standard input or writes one to standard output. It gets nothing
-/// else of ours, ends when we do, and is ended with this object.
+/// A program that reads a dump from standard input or writes one to standard output. It gets
+/// nothing else of ours, ends when we do, and is ended with this object.
 class Client {
  public:
   enum class Pipe { kInput, kOutput };
@@ -41,7 +41,7 @@ class Client {
   /// Waits for bytes that it writes; 0 at the end of them.
   std::size_t Read(std::span<char> buffer);
   /// Ends its input and waits for it. Throws Error "system" about `object` unless it ended with
-  /// status 0: `what`, how it ended, and what it wrote to standard error, of much the beginning.
+  /// status 0: `what`, how it ended, and what it wrote to standard error, of much the end.
   void Finish(const std::string& object, const std::string& what);
 
  private:

@@ -100,8 +100,8 @@ class DatabaseServer {
   /// REQUIRES: CheckHash took `hash`, the user exists.
   virtual void SetHash(const std::string& user, const std::string& hash) = 0;
   /// Lets `user` log in from this host and from `hosts`, and from nowhere else, with the same hash
-  /// and privileges. Does nothing where the server does not decide it. Throws Error "value" when the
-  /// user has no hash.
+  /// and privileges. Does nothing where the server does not decide it. Throws Error "value" when
+  /// the user has no hash.
   virtual void SetHosts(const std::string& user, const Hosts& hosts) = 0;
   /// Gives `user` these privileges on `database`, wherever it logs in from, and takes all others
   /// there. Privileges that the server has besides go along with all of these (on MariaDB kGrant
@@ -131,8 +131,8 @@ struct Endpoints {
 };
 
 /// The server of that type on this host; connects at the first use. The panel is its administrator
-/// by the word of the system: MariaDB's root, PostgreSQL's postgres (by `peer`, as account postgres).
-/// REQUIRES: this process runs as root.
+/// by the word of the system: MariaDB's root, PostgreSQL's postgres (by `peer`, as account
+/// postgres). REQUIRES: this process runs as root.
 std::unique_ptr<DatabaseServer> OpenServer(Type type, const Endpoints& endpoints);
 
 /// "mysql" or "pgsql".

@@ -131,11 +131,11 @@ class Definers : public DumpFilter {
 
   std::string account_;
   std::string delimiter_ = ";";
-  std::string held_;     // from at_ on not looked at yet, before it done
+  std::string held_;  // from at_ on not looked at yet, before it done
   std::size_t at_ = 0;
   bool at_head_ = true;  // between two statements
   bool at_end_ = false;
-  char quote_ = '\0';    // that of the text or name that at_ is in
+  char quote_ = '\0';  // that of the text or name that at_ is in
 };
 
 }  // namespace

@@ -65,8 +65,8 @@ void RequireWhole(int dump, const std::string& end) {
   bool whole = false;
   while (!tail.empty()) {
     const std::string line = str::GetWord(tail, '\n');
-    const bool passes = line.starts_with("--") || line.starts_with("\\unrestrict ") ||
-                        str::Trim(line).empty();
+    const bool passes =
+        line.starts_with("--") || line.starts_with("\\unrestrict ") || str::Trim(line).empty();
     whole = line.starts_with(end) || (whole && passes);
   }
   if (!whole) {
@@ -74,8 +74,7 @@ void RequireWhole(int dump, const std::string& end) {
   }
 }
 
-void Transfer(int dump, DumpFilter& filter, const ClientCommand& command,
-              const std::string& what) {
+void Transfer(int dump, DumpFilter& filter, const ClientCommand& command, const std::string& what) {
   Client client(command, Client::Pipe::kInput);
   std::string piece(kPiece, '\0');
   off_t at = 0;

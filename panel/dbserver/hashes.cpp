@@ -26,12 +26,11 @@ bool IsMariadbHash(const std::string& hash) {
 
 // PostgreSQL takes what it does not know for a password in plain text, so nothing else may pass.
 bool IsPostgresHash(const std::string& hash) {
-  return Matches(hash, "md5[0-9a-f]{32}") ||
-         Matches(hash,
-                 "SCRAM-SHA-256\\$[1-9][0-9]{0,6}:"
-                 "(?=[A-Za-z0-9])(?:[A-Za-z0-9+/]{4})*"
-                 "(?:[A-Za-z0-9+/]{2}==|[A-Za-z0-9+/]{3}=)?"
-                 "\\$[A-Za-z0-9+/]{43}=:[A-Za-z0-9+/]{43}=");
+  return Matches(hash, "md5[0-9a-f]{32}") || Matches(hash,
+                                                     "SCRAM-SHA-256\\$[1-9][0-9]{0,6}:"
+                                                     "(?=[A-Za-z0-9])(?:[A-Za-z0-9+/]{4})*"
+                                                     "(?:[A-Za-z0-9+/]{2}==|[A-Za-z0-9+/]{3}=)?"
+                                                     "\\$[A-Za-z0-9+/]{43}=:[A-Za-z0-9+/]{43}=");
 }
 
 std::string MariadbComplaint(const std::string& hash) {
@@ -64,8 +63,8 @@ void CheckHash(Type type, const std::string& user, const std::string& hash) {
   }
   std::string complaint = "the password hash is empty";
   if (!hash.empty()) {
-    complaint = type == Type::kMariadb ? MariadbComplaint(hash)
-                                       : "not a hash of SCRAM-SHA-256 or MD5";
+    complaint =
+        type == Type::kMariadb ? MariadbComplaint(hash) : "not a hash of SCRAM-SHA-256 or MD5";
   }
   throw Error("value", "password", "", "database user '" + OneLine(user) + "': " + complaint);
 }

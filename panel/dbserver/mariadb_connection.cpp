@@ -67,8 +67,7 @@ void MariadbConnection::RunUnless(unsigned code, const std::string& statement) {
 
 std::string MariadbConnection::Literal(const std::string& text) {
   std::string escaped(text.size() * 2 + 1, '\0');
-  escaped.resize(
-      mysql_real_escape_string(handle_.get(), escaped.data(), text.data(), text.size()));
+  escaped.resize(mysql_real_escape_string(handle_.get(), escaped.data(), text.data(), text.size()));
   return "'" + escaped + "'";
 }
 

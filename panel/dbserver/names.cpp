@@ -22,8 +22,8 @@ constexpr std::size_t kMaxHosts = 256;
 constexpr std::size_t kShown = 100;
 
 constexpr std::array<std::string_view, 7> kOfMariadb = {
-    "mysql", "information_schema", "performance_schema", "sys", "root", "mariadb.sys",
-    "debian-sys-maint"};
+    "mysql", "information_schema", "performance_schema", "sys",
+    "root",  "mariadb.sys",        "debian-sys-maint"};
 constexpr std::array<std::string_view, 5> kOfPostgres = {"postgres", "template0", "template1",
                                                          "public", "none"};
 
@@ -36,9 +36,8 @@ std::size_t MaxLength(Type type, NameOf what) {
 }
 
 std::size_t Length(Type type, const std::string& name) {
-  return type == Type::kMariadb
-             ? static_cast<std::size_t>(utf8::distance(name.begin(), name.end()))
-             : name.size();
+  return type == Type::kMariadb ? static_cast<std::size_t>(utf8::distance(name.begin(), name.end()))
+                                : name.size();
 }
 
 bool IsOfServer(Type type, const std::string& name) {

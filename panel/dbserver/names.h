@@ -11,8 +11,8 @@ enum class NameOf { kDatabase, kUser };
 
 /// Throws Error "value" naming `field` when `name` cannot name a database or a user on a server of
 /// that type: it must be UTF-8 without control characters, slashes, backslashes, "->", a leading
-/// dash and blanks at its ends, not be longer than the server allows, not begin like the panel's own
-/// technical users, and be none of the server's own. Quotes and wildcards are allowed.
+/// dash and blanks at its ends, not be longer than the server allows, not begin like the panel's
+/// own technical users, and be none of the server's own. Quotes and wildcards are allowed.
 void CheckName(Type type, NameOf what, const std::string& field, const std::string& name);
 
 /// The same for the panel's name of a server: letters, digits, `_`, `.` and `-` alone.

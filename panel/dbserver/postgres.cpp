@@ -59,12 +59,13 @@ bool Postgres::HasDatabase(const std::string& database) {
 
 bool Postgres::IsEmpty(const std::string& database) {
   return PostgresConnection(endpoints_, database)
-      .Run("SELECT 1 FROM pg_depend JOIN pg_namespace n ON refobjid = n.oid "
-           "WHERE refclassid = 'pg_namespace'::regclass AND nspname !~ '^pg_' "
-           "AND nspname <> 'information_schema' "
-           "UNION SELECT 1 FROM pg_namespace WHERE nspname !~ '^pg_' "
-           "AND nspname NOT IN ('public', 'information_schema') "
-           "UNION SELECT 1 FROM pg_largeobject_metadata LIMIT 1")
+      .Run(
+          "SELECT 1 FROM pg_depend JOIN pg_namespace n ON refobjid = n.oid "
+          "WHERE refclassid = 'pg_namespace'::regclass AND nspname !~ '^pg_' "
+          "AND nspname <> 'information_schema' "
+          "UNION SELECT 1 FROM pg_namespace WHERE nspname !~ '^pg_' "
+          "AND nspname NOT IN ('public', 'information_schema') "
+          "UNION SELECT 1 FROM pg_largeobject_metadata LIMIT 1")
       .empty();
 }
 
@@ -131,26 +132,26 @@ void Postgres::DropUser(const std::string& user) {
 
 // Names of databases go by the environment: as arguments they could be read as whole connections.
 std::unique_ptr<DumpStream> Postgres::Dump(const std::string& database) {
-  return StartDump({{"pg_dump", "--no-owner", "--no-privileges", "--no-password",
-                     "--username=postgres", "--host=" + endpoints_.pgsql_socket,
-                     "--port=" + endpoints_.pgsql_port},
-                    {"PGDATABASE=" + database},
-                    account::Require(kAdministrator)},
-                   "dump of database '" + database + "'");
+  return StartDump(
+      {{"pg_dump", "--no-owner", "--no-privileges", "--no-password", "--username=postgres",
+        "--host=" + endpoints_.pgsql_socket, "--port=" + endpoints_.pgsql_port},
+       {"PGDATABASE=" + database},
+       account::Require(kAdministrator)},
+      "dump of database '" + database + "'");
 }
 
 void Postgres::Restore(const std::string& database, int dump, const account::Account& account) {
   RequireWhole(dump, kPostgresDumpEnd);
   const Unlocked unlocked(connection(), database);
   const auto filter = RestrictFilter(str::hex::Encode(str::Random(16)));
-  Transfer(dump, *filter,
-           {{"psql", "--no-psqlrc", "--quiet", "--no-password", "--set=ON_ERROR_STOP=1",
-             "--single-transaction", "--host=127.0.0.1", "--port=" + endpoints_.pgsql_port,
-             "--file=-"},
-            {"PGDATABASE=" + database, "PGUSER=" + TechnicalUser(database),
-             "PGPASSWORD=" + unlocked.password()},
-            account},
-           "restore");
+  Transfer(
+      dump, *filter,
+      {{"psql", "--no-psqlrc", "--quiet", "--no-password", "--set=ON_ERROR_STOP=1",
+        "--single-transaction", "--host=127.0.0.1", "--port=" + endpoints_.pgsql_port, "--file=-"},
+       {"PGDATABASE=" + database, "PGUSER=" + TechnicalUser(database),
+        "PGPASSWORD=" + unlocked.password()},
+       account},
+      "restore");
 }
 
 }  // namespace panel::dbserver

@@ -40,9 +40,15 @@ struct Clear {
 };
 
 PGconn* Connect(const Endpoints& endpoints, const std::string& database) {
-  const std::array keywords = {"host",    "port",            "user",        "dbname",
-                               "options", "client_encoding", "application_name",
-                               "connect_timeout", static_cast<const char*>(nullptr)};
+  const std::array keywords = {"host",
+                               "port",
+                               "user",
+                               "dbname",
+                               "options",
+                               "client_encoding",
+                               "application_name",
+                               "connect_timeout",
+                               static_cast<const char*>(nullptr)};
   const std::array values = {endpoints.pgsql_socket.c_str(),
                              endpoints.pgsql_port.c_str(),
                              kAdministrator,
@@ -63,7 +69,8 @@ PostgresConnection::PostgresConnection(const Endpoints& endpoints, const std::st
   if (PQstatus(handle_.get()) != CONNECTION_OK) {
     Fail();
   }
-  PQsetNoticeProcessor(handle_.get(), [](void*, const char*) {}, nullptr);
+  PQsetNoticeProcessor(
+      handle_.get(), [](void*, const char*) {}, nullptr);
 }
 
 void PostgresConnection::Fail() {

@@ -10,8 +10,8 @@
 
 namespace panel::dbserver {
 
-/// A connection to one database of PostgreSQL as its administrator. Statements find no names but the
-/// system's own without a schema: nothing that a user of the database made is run by accident.
+/// A connection to one database of PostgreSQL as its administrator. Statements find no names but
+/// the system's own without a schema: nothing that a user of the database made is run by accident.
 class PostgresConnection {
  public:
   using Rows = std::vector<std::vector<std::string>>;

@@ -51,9 +51,10 @@ std::vector<std::string> Schemas(PostgresConnection& connection) {
 
 bool IsMemberOfOwner(PostgresConnection& connection, const std::string& user) {
   return connection
-             .Run("SELECT pg_has_role($1, datdba, 'USAGE') FROM pg_database "
-                  "WHERE datname = current_database()",
-                  {user})
+             .Run(
+                 "SELECT pg_has_role($1, datdba, 'USAGE') FROM pg_database "
+                 "WHERE datname = current_database()",
+                 {user})
              .at(0)
              .at(0) == kTrue;
 }
@@ -63,18 +64,22 @@ struct Held {
   bool grantable = false;
 };
 
+// Tables that other users made for themselves count only where the owner has none.
 Held ReadTablePrivilege(PostgresConnection& connection, const std::string& user,
                         const std::string& name) {
   const auto rows = connection.Run(
       "WITH defaults AS (SELECT is_grantable FROM pg_default_acl, aclexplode(defaclacl)"
       "  WHERE defaclobjtype = 'r' AND privilege_type = $2"
       "  AND grantee = (SELECT oid FROM pg_roles WHERE rolname = $1)),"
-      "tables AS (SELECT c.oid FROM pg_class c JOIN pg_namespace n ON n.oid = relnamespace"
+      "tables AS (SELECT has_table_privilege($1, c.oid, $2) AS held,"
+      "  has_table_privilege($1, c.oid, $2 || ' WITH GRANT OPTION') AS grantable,"
+      "  relowner = (SELECT datdba FROM pg_database WHERE datname = current_database()) AS own"
+      "  FROM pg_class c JOIN pg_namespace n ON n.oid = relnamespace"
       "  WHERE relkind IN ('r', 'p', 'v', 'm', 'f')"
       "  AND nspname !~ '^pg_' AND nspname <> 'information_schema')"
-      "SELECT coalesce(bool_and(has_table_privilege($1, oid, $2)),"
+      "SELECT coalesce(bool_and(held) FILTER (WHERE own), bool_and(held),"
       "                EXISTS (SELECT 1 FROM defaults)),"
-      "       coalesce(bool_and(has_table_privilege($1, oid, $2 || ' WITH GRANT OPTION')),"
+      "       coalesce(bool_and(grantable) FILTER (WHERE own), bool_and(grantable),"
       "                EXISTS (SELECT 1 FROM defaults WHERE is_grantable)) FROM tables",
       {user, name});
   return {rows.at(0).at(0) == kTrue, rows.at(0).at(1) == kTrue};
@@ -82,9 +87,10 @@ Held ReadTablePrivilege(PostgresConnection& connection, const std::string& user,
 
 bool MayCreate(PostgresConnection& connection, const std::string& user) {
   return !connection
-              .Run("SELECT 1 FROM pg_namespace WHERE nspname = 'public' AND "
-                   "has_schema_privilege($1, oid, 'CREATE')",
-                   {user})
+              .Run(
+                  "SELECT 1 FROM pg_namespace WHERE nspname = 'public' AND "
+                  "has_schema_privilege($1, oid, 'CREATE')",
+                  {user})
               .empty();
 }
 

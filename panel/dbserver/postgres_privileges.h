@@ -4,8 +4,8 @@
 
 namespace panel::dbserver {
 
-/// What `user` holds on the database of `connection`: on every table that there is, or by default
-/// on new ones where there is none.
+/// What `user` holds on the database of `connection`: on every table of the database's owner; where
+/// there is none on every table at all; and where there is no table, by default on new ones.
 Privileges ReadPrivileges(PostgresConnection& connection, const std::string& user);
 
 /// Sets it, all at once (see DatabaseServer::SetPrivileges). Throws Error "value" for a privilege

@@ -55,7 +55,7 @@ class Restriction : public DumpFilter {
   std::string out_;
   std::string line_;
   std::string own_key_;
-  bool in_line_ = false;      // behind the first piece of a long line
+  bool in_line_ = false;     // behind the first piece of a long line
   bool in_comments_ = true;  // no statement yet
 };
 

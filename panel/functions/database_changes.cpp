@@ -15,7 +15,8 @@ void CheckNewName(const Context& context, const Target& target) {
   const std::string& name = target.id.name;
   CheckName(target.server->type(), dbserver::NameOf::kDatabase, "name", name);
   if (str::Lower(name) != name && !context.state.options.Get(kAllowUpperCase)) {
-    throw BadValue("name", name, std::string("no capital letters (option ") + kAllowUpperCase + ")");
+    throw BadValue("name", name,
+                   std::string("no capital letters (option ") + kAllowUpperCase + ")");
   }
 }
 

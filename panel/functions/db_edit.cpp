@@ -38,9 +38,9 @@ void DbEdit(const Context& context, Reply& reply) {
   const Target target = ReadTarget(context);
   const std::string user = context.form.Require("user");
   Undo undo;
-  const std::string owner =
-      user == "*" ? MakeOwner(context, target, undo)
-                  : RequireDatabaseUser(context, {target.id.server, user}).id.name;
+  const std::string owner = user == "*"
+                                ? MakeOwner(context, target, undo)
+                                : RequireDatabaseUser(context, {target.id.server, user}).id.name;
   MakeDatabase(context, target, undo);
   target.server->SetPrivileges(target.id.name, owner, AllPrivileges());
   context.state.hosted.Attach(target.id, owner);

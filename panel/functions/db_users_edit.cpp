@@ -30,8 +30,7 @@ dbserver::Privileges ReadPrivileges(const Form& form) {
 HostedName TakeUser(const Context& context, dbserver::DatabaseServer& server,
                     const Hosted& database) {
   const Form& form = context.form;
-  const Hosted user =
-      RequireDatabaseUser(context, {database.id.server, form.Require("name")});
+  const Hosted user = RequireDatabaseUser(context, {database.id.server, form.Require("name")});
   if (user.owner != database.owner) {
     throw BadValue("name", user.id.name, "a user of the database's owner");
   }

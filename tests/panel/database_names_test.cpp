@@ -33,8 +33,8 @@ std::string Characters(std::size_t count) {
 }
 
 TEST(DatabaseNames, MayHoldWhatCanBeQuoted) {
-  for (const char* name : {"a", "shop_1", "O'Neil", "a`b", "a\"b", "a%b", "a b", "склад", "$x", "a.b",
-                           "a;b", "1", "a-b", "mysql2"}) {
+  for (const char* name : {"a", "shop_1", "O'Neil", "a`b", "a\"b", "a%b", "a b", "склад", "$x",
+                           "a.b", "a;b", "1", "a-b", "mysql2"}) {
     for (const Type type : {kMariadb, kPostgres}) {
       EXPECT_TRUE(Takes(type, kDatabase, name)) << name;
       EXPECT_TRUE(Takes(type, kUser, name)) << name;
@@ -43,8 +43,8 @@ TEST(DatabaseNames, MayHoldWhatCanBeQuoted) {
 }
 
 TEST(DatabaseNames, WhatCouldBeTakenForSomethingElseIsRefused) {
-  for (const std::string name : {"", "-x", " a", "a ", "a\nb", "a\tb", "a\x7f", "a/b", "../b", "a\\b",
-                                 "a->b", "\xff", "a\x01", "panel_x", "PANEL_x"}) {
+  for (const std::string name : {"", "-x", " a", "a ", "a\nb", "a\tb", "a\x7f", "a/b", "../b",
+                                 "a\\b", "a->b", "\xff", "a\x01", "panel_x", "PANEL_x"}) {
     EXPECT_FALSE(Takes(kMariadb, kDatabase, name)) << name;
     EXPECT_FALSE(Takes(kPostgres, kUser, name)) << name;
   }
@@ -57,7 +57,8 @@ TEST(DatabaseNames, TheServersOwnAreRefusedThere) {
     EXPECT_FALSE(Takes(kMariadb, kDatabase, name)) << name;
     EXPECT_TRUE(Takes(kPostgres, kUser, name)) << name;
   }
-  for (const char* name : {"postgres", "template0", "template1", "public", "pg_x", "PG_x", "none"}) {
+  for (const char* name :
+       {"postgres", "template0", "template1", "public", "pg_x", "PG_x", "none"}) {
     EXPECT_FALSE(Takes(kPostgres, kUser, name)) << name;
     EXPECT_TRUE(Takes(kMariadb, kDatabase, name)) << name;
   }
@@ -163,8 +164,9 @@ TEST(Hashes, OfOtherKindsAreNamed) {
        {std::string(kMd5), std::string(kNative).substr(1), std::string(kNative) + "0",
         std::string(40, 'A') + "*", std::string("*") + std::string(40, 'G'),
         std::string(kNative) + "\n", std::string(100000, '*')}) {
-    EXPECT_EQ(Complaint(kMariadb, hash), user + "not a hash of mysql_native_password (an asterisk "
-                                                "and 40 hexadecimal digits)");
+    EXPECT_EQ(Complaint(kMariadb, hash), user +
+                                             "not a hash of mysql_native_password (an asterisk "
+                                             "and 40 hexadecimal digits)");
   }
   for (const std::string& hash :
        {std::string(kNative), std::string("md5zzz"), std::string(kMd5) + "0",

@@ -37,6 +37,7 @@ start_postgres() {
   cat >>"$WORK/pgsql/data/postgresql.conf" <<END
 listen_addresses = '127.0.0.1'
 unix_socket_directories = '$PGSQL_SOCKET'
+password_encryption = scram-sha-256
 fsync = off
 synchronous_commit = off
 full_page_writes = off
