@@ -71,6 +71,11 @@ start_source() { # generation [argument...]
   start_server --side source --generation "$1" --listen 127.0.0.1:0 --plain "${@:2}"
 }
 
+# A server that is to end by itself.
+fail_to_serve() { # argument...
+  timeout 10 "$REFPANEL" serve --state "$STATE" "$@"
+}
+
 # Ends the server and gives its exit status. The end of its output is the end of the process.
 stop_server() { # [signal]
   local pid=$SERVER
