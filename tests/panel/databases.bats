@@ -604,8 +604,15 @@ tells_the_clients_words() {
     'ERROR 1366 (22007) at line 2: Incorrect integer value'
 }
 
+# What is refused below is not refused for a reason that would meet every dump.
+restores_a_plain_dump() {
+  change db.restore "server=$SRV" "name=fine$N" type=db \
+    "path=$(dump_of_statements <<<'CREATE TABLE t (a text);')"
+}
+
 runs_no_commands() {
   local line
+  restores_a_plain_dump
   for line in "\\! touch $DIR/pwned" "system touch $DIR/pwned;" "\\system touch $DIR/pwned" \
     "SELECT 1 \\! touch $DIR/pwned" "tee $DIR/pwned" "\\T $DIR/pwned" "source /etc/passwd" \
     "\\copy (SELECT 1) TO PROGRAM 'touch $DIR/pwned'" "\\o | touch $DIR/pwned" \
@@ -626,6 +633,7 @@ runs_no_commands() {
 
 reaches_nothing_else() {
   local line
+  restores_a_plain_dump
   change db.edit "server=$SRV" "name=other$N" 'user=*' "username=own$N" password=p confirm=p
   login "own$N" p "CREATE TABLE kept (a int); INSERT INTO kept VALUES (1)" "other$N"
   local -a lines=("CREATE DATABASE more$N;" "DROP DATABASE other$N;")
