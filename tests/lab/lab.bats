@@ -418,7 +418,7 @@ parents() {
     status=$?
     break
   done
-  [[ $status -eq 143 ]]
+  [[ $status -ne 0 ]]
   assert_gone "$LAB_NAME"
 }
 
