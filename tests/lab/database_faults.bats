@@ -123,9 +123,9 @@ cut_off_dump() {
     user=full$generation
     account_with_databases "$user" "$generation"
     mariadb_on src "CREATE TABLE large (t LONGTEXT); INSERT INTO large VALUES
-      (repeat('x', 1000000))" "${user}_shop"
+      (repeat('x', 4000000))" "${user}_shop"
     on dst mount -t tmpfs \
-      -o "size=256k,mode=711,uid=$(on dst id -u "$user"),gid=$(on dst id -g "$user")" \
+      -o "size=1m,mode=711,uid=$(on dst id -u "$user"),gid=$(on dst id -g "$user")" \
       tmpfs "/var/www/$user"
     move_databases "$user" "$generation"
     assert_one_problem "$user" db_dump "${user}_shop" "no space left on device"
@@ -167,3 +167,50 @@ cut_off_dump() {
   done
 }
 
+
+# --- Names and users -----------------------------------------------------------------------------
+
+# USER GENERATION NAME: a database of a name that the source's panel has from earlier days.
+add_old_database() {
+  mariadb_on src "CREATE DATABASE \`$3\`; CREATE TABLE \`$3\`.t (n INT)"
+  on src /usr/bin/python3 - "$PANEL_STATE/source$2.db" "$1" "$3" <<'END'
+import sqlite3, sys
+path, user, name = sys.argv[1:]
+with sqlite3.connect(path) as state:
+    state.execute("INSERT INTO databases(server, name, owner) VALUES ('mysql', ?, ?)", (name, user))
+    state.execute("INSERT INTO database_access(server, database, user) VALUES ('mysql', ?, ?)",
+                  (name, user + "_owner"))
+END
+}
+
+@test "a name that the destination refuses is a problem" {
+  local generation user
+  for generation in 4 5; do
+    user=aname$generation
+    account_with_databases "$user" "$generation"
+    [[ $generation == 4 ]] || mariadb_on src "DROP DATABASE root"
+    add_old_database "$user" "$generation" root
+    move_databases "$user" "$generation"
+    assert_one_problem "$user" db_restore root "reserved for the panel or the server itself"
+    assert_others_alike "$user" '^mysql root '
+  done
+}
+
+@test "a database user that is somebody else's is a problem, the others arrive" {
+  local generation user
+  for generation in 4 5; do
+    user=taken$generation
+    account_with_databases "$user" "$generation"
+    make_local_account "holder$generation"
+    mariadb_on dst "CREATE DATABASE holder$generation;
+      CREATE USER ${user}_reader@localhost IDENTIFIED BY 'mine'"
+    on dst "$BIN/refpanel" db add --state "$PANEL_STATE/local.db" --server mysql \
+      "holder$generation" "holder$generation"
+    on dst "$BIN/refpanel" dbuser add --state "$PANEL_STATE/local.db" --server mysql \
+      "${user}_reader" "holder$generation"
+    move_databases "$user" "$generation"
+    assert_one_problem "$user" db_user_create "${user}_shop" "${user}_reader"
+    [[ $(problems_of "$user") == *"param_dbusername=\"${user}_reader\""* ]]
+    assert_others_alike "$user" "${user}_reader"
+  done
+}

@@ -16,9 +16,10 @@ teardown_file() {
 
 # GENERATION MODE: starts a hostile panel on the source; its port is in $port.
 start_hostile_panel() {
-  local log=$BATS_TEST_TMPDIR/panel-$1-$2
+  local log
+  log=$(mktemp "$BATS_TEST_TMPDIR/panel.XXXXXX")
   on src setsid "$BATS_TEST_DIRNAME/hostile-panel" 0 "$1" "$2" </dev/null >"$log" 2>&1 3>&- &
-  await grep -qs '^ready' "$log"
+  await grep -q '^ready' "$log"
   port=$(sed -n 's/^ready //p' "$log")
 }
 
