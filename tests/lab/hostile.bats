@@ -44,12 +44,14 @@ sys.exit(code if code >= 0 else 128 - code)' "$BIN/vorlaunch" "$PARAMS"
 
 # USER: what the destination holds outside of the user's home: modes, owners, and of files the size,
 # the last change of any kind and where a link leads. Logs, the panel's state, the database server's
-# data and the parameters come and go.
+# data and the parameters come and go. That the user is resumed changes one line of shadow.
 outside_home() {
+  on dst grep -v "^$1:" /etc/shadow
   on dst find /etc /root /usr/local /var /tmp /run/vortrel \
     \( -path /var/log -o -path "$PANEL_STATE" -o -path /var/lib/mysql -o -path "/var/www/$1" \
     -o -path "$PARAMS" -o -path /etc/shadow -o -path /etc/shadow- \) -prune -o \
-    -type d -printf '%p %m %U:%G\n' -o -printf '%p %m %U:%G %s %C@ %l\n' | LC_ALL=C sort
+    -type d \( -path /etc -o -path /root -o -path /tmp \) -printf '%p %m %U:%G\n' -o \
+    -type d -printf '%p %m %U:%G %C@\n' -o -printf '%p %m %U:%G %s %C@ %l\n' | LC_ALL=C sort
 }
 
 # The destination's server and its panel know no database and no database user any more.
@@ -70,16 +72,18 @@ with sqlite3.connect(sys.argv[1]) as state:
 END
 }
 
-# GENERATION: no name of a database leads out of the home.
+# GENERATION: no name of a database leads out of the home, whose user has made the ways there.
 assert_names_stay_inside() {
   local user=named$1 name
   make_local_account "$user"
+  on dst runuser -u "$user" -- ln -s / "/var/www/$user/tarvin_dump."
+  on dst runuser -u "$user" -- mkdir "/var/www/$user/tarvin_dump..."
   outside_home "$user" >"$BATS_TEST_TMPDIR/before"
   for name in climbing root slash dotdot quotes linefeed return blanks encoded-nul nul query option \
     bytes empty long; do
     move_from_hostile "$user" "$1" "name-$name"
     [[ $status -eq 0 || $status -eq 1 ]]
-    [[ -z $(on dst find "/var/www/$user" -mindepth 1) ]]
+    [[ -z $(on dst find "/var/www/$user" -mindepth 1 ! -name tarvin_dump. ! -name tarvin_dump...) ]]
     on dst rm -f "$PARAMS"
   done
   outside_home "$user" >"$BATS_TEST_TMPDIR/after"

@@ -89,7 +89,7 @@ assert_has() { # text part...
   start_hostile 4 names
   local list
   list=$(query func=db)
-  assert_has "$list" "<name>../../etc/cron.d/shop</name>" "<name>/etc/cron.d/shop</name>" \
+  assert_has "$list" "<name>../../../../../../etc/cron.d/shop</name>" "<name>/etc/cron.d/shop</name>" \
     "<name>..</name>" "<name>shop&apos;&quot;\`;&lt;</name>" "<name>shop&#10;shop</name>" \
     "<name>shop%00shop</name>" "<name>shop&#0;shop</name>" $'<name>shop\xe9</name>' \
     "<name></name><dbkey>-&gt;mysql</dbkey>" "<name>$(head -c 10000 /dev/zero | tr '\0' s)</name>"
