@@ -21,6 +21,7 @@ struct ServeOptions {
   std::string cert;
   std::string key;
   bool plain = false;
+  dbserver::Endpoints endpoints;
 };
 
 /// Serves until SIGTERM or SIGINT. Writes one line for each address when all of them are served.
@@ -37,6 +38,18 @@ void OpenSession(const std::filesystem::path& state, const std::string& user);
 void ListProblems(const std::filesystem::path& state);
 /// Prints one line a call: side, function, user, result.
 void ListCalls(const std::filesystem::path& state);
+
+struct CertificateOptions {
+  std::string user;
+  std::string name;
+  std::string domain;
+  std::vector<std::string> aliases;
+  Certificate::Kind kind = Certificate::Kind::kIssued;
+};
+/// Gives the user a certificate; one from letsencrypt gets real keys and a real request.
+void AddCertificate(const std::filesystem::path& state, const CertificateOptions& options);
+/// Prints one line a certificate, with the SHA-256 of the key, the request and the modulus.
+void ListCertificates(const std::filesystem::path& state);
 
 /// Takes the rights of account `name` and repairs the web directories of its home (see
 /// RepairWebTree). Prints the number of repairs; throws with all failures when there was any.

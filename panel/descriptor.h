@@ -11,7 +11,10 @@ class Descriptor {
  public:
   explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
   Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  Descriptor& operator=(Descriptor&&) = delete;
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
   ~Descriptor() {
     if (descriptor_ >= 0) {
       close(descriptor_);

@@ -47,7 +47,7 @@ Servers Listen(Panel& panel, const ServeOptions& options) {
 void Serve(const ServeOptions& options) {
   const EndSignals signals;
   State state(options.state, Database::Open::kCreate);
-  Panel panel(options.role, state);
+  Panel panel(options.role, state, options.endpoints);
   Servers servers = Listen(panel, options);
   std::atomic<bool> ending = false;
   std::atomic<bool> broken = false;

@@ -21,13 +21,20 @@ namespace {
 constexpr std::size_t kThreads = 64;  // a kept connection occupies one
 constexpr std::size_t kKeepAliveCount = 1000000;
 constexpr time_t kKeepAliveSeconds = 30;
+constexpr time_t kWriteSeconds = 60;  // for how long a receiver may take nothing
 constexpr const char* kReplyType = "text/xml; charset=utf-8";
+constexpr const char* kDumpType = "application/octet-stream";
 constexpr const char* kFormType = "application/x-www-form-urlencoded";
 
 // Errors of HTTP, beside those of the panel, which are answers of status 200.
 void Refuse(httplib::Response& response, int status, const std::string& message) {
   response.status = status;
   response.set_content(ErrorReply(Error("request", "http", "", message)).Str(), kReplyType);
+}
+
+void RefuseMethod(httplib::Response& response) {
+  response.set_header("Allow", "POST");
+  Refuse(response, 405, "only POST is answered");
 }
 
 std::string MediaType(const httplib::Request& request) {
@@ -68,13 +75,48 @@ void Post(Panel& panel, const httplib::Request& request, httplib::Response& resp
   }
 }
 
+// Gives the next piece to the connection; false cuts it, so that no part is taken for the whole.
+bool SendPiece(Download& download, httplib::DataSink& sink) {
+  try {
+    const std::string_view piece = download.Next();
+    if (piece.empty()) {
+      sink.done();
+      return true;
+    }
+    return sink.write(piece.data(), piece.size());
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+void Get(Panel& panel, const httplib::Request& request, httplib::Response& response) {
+  if (request.method != "GET") {  // HEAD comes here too
+    RefuseMethod(response);
+    return;
+  }
+  if (request.has_header("Range")) {
+    Refuse(response, 416, "a dump is given as a whole");
+    return;
+  }
+  try {
+    if (const std::shared_ptr<Download> download = panel.Get(request.target)) {
+      response.set_chunked_content_provider(
+          kDumpType,
+          [download](std::size_t, httplib::DataSink& sink) { return SendPiece(*download, sink); });
+    } else {
+      RefuseMethod(response);
+    }
+  } catch (const Error& error) {
+    response.set_content(ErrorReply(error).Str(), kReplyType);
+  }
+}
+
 void RefuseUnhandled(const httplib::Request& request, httplib::Response& response) {
   if (!response.body.empty()) {
     return;
   }
   if (response.status == 404 && request.method != "POST") {
-    response.set_header("Allow", "POST");
-    Refuse(response, 405, "only POST is answered");
+    RefuseMethod(response);
   } else {
     Refuse(response, response.status, "HTTP status " + std::to_string(response.status));
   }
@@ -85,6 +127,7 @@ void Configure(httplib::Server& http) {
   http.set_tcp_nodelay(true);
   http.set_keep_alive_max_count(kKeepAliveCount);
   http.set_keep_alive_timeout(kKeepAliveSeconds);
+  http.set_write_timeout(kWriteSeconds);
   http.set_payload_max_length(kMaxBody);
   // The library's own choice would let two servers share one port.
   http.set_socket_options([](int socket) {
@@ -129,6 +172,9 @@ Server::Server(Panel& panel, std::unique_ptr<httplib::Server> http) : http_(std:
   http_->Post(".*", [&panel](const httplib::Request& request, httplib::Response& response,
                              const httplib::ContentReader& reader) {
     Post(panel, request, response, reader);
+  });
+  http_->Get(".*", [&panel](const httplib::Request& request, httplib::Response& response) {
+    Get(panel, request, response);
   });
   http_->set_error_handler(RefuseUnhandled);
 }

@@ -1,7 +1,6 @@
 #include "panel/sessions.h"
 
-#include <openssl/sha.h>
-
+#include "panel/digest.h"
 #include "panel/error.h"
 #include "trel/str.h"
 
@@ -12,10 +11,7 @@ constexpr std::size_t kKeyBytes = 32;
 
 // Keys are random, so that a plain hash tells nothing about them.
 std::string Hash(const std::string& key) {
-  std::string digest(SHA256_DIGEST_LENGTH, '\0');
-  SHA256(reinterpret_cast<const unsigned char*>(key.data()), key.size(),
-         reinterpret_cast<unsigned char*>(digest.data()));
-  return str::hex::Encode(digest);
+  return Sha256(key);
 }
 
 }  // namespace

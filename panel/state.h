@@ -3,7 +3,10 @@
 #include <filesystem>
 
 #include "panel/calls.h"
+#include "panel/certificates.h"
 #include "panel/database.h"
+#include "panel/hosted_databases.h"
+#include "panel/options.h"
 #include "panel/problems.h"
 #include "panel/sessions.h"
 #include "panel/users.h"
@@ -19,6 +22,9 @@ struct State {
   Sessions sessions{database};
   Problems problems{database};
   CallLog calls{database};
+  Certificates certificates{database};
+  HostedDatabases hosted{database};
+  Options options{database};
 };
 
 }  // namespace panel

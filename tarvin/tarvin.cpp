@@ -1,6 +1,7 @@
 #include "tarvin/tarvin.h"
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 #include "tarvin/log.h"
@@ -133,6 +134,66 @@ std::string GetAuthID(const std::string& url, const std::string& root_auth,
   panel.Query("func=session.newkey&checkcookie=no&username=" + username + "&key=" + key +
               "&auth=" + root_auth);
   return panel.Query("func=auth&username=" + username + "&key=" + key).value("auth");
+}
+
+// --- Forms -----------------------------------------------------------------------------------
+
+namespace {
+
+/// The attribute "func" of the document that `node` is in.
+std::string FunctionOf(trel_xml::XmlNode node) {
+  for (auto parent = node.Parent(1); parent; parent = node.Parent(1)) node = parent;
+  return node.GetProp("func");
+}
+
+/// Merges the fields of `form` into the list element `elem`.
+void MergeForm(const trel_xml::Xml& form, trel_xml::XmlNode elem) {
+  for (auto field = form.GetRoot().FirstChild(); field; field = field.Next()) {
+    const std::string name = field.Name();
+    if (name == "metadata" || name == "messages") continue;
+    auto column = elem.FindNode(name);
+    if (column && !IsMultiselect(form, name)) {
+      column.SetContent(field.Str());
+    } else {
+      elem.AppendChild(field);
+    }
+  }
+}
+
+}  // namespace
+
+void Detalize(const std::string& url, const std::string& auth, const std::string& func,
+              const std::string& key, const trel_xml::XPath& elems) {
+  for (const auto& elem : elems) {
+    const auto id = elem.FindNode(key);
+    if (!id) throw trel_err::Error("tarvin", "key_missed", FunctionOf(elem) + "->" + key);
+    const std::string orig = id.GetProp("orig");
+    MergeForm(RemoteQuery(url, auth,
+                          "func=" + func + "&elid=" +
+                              str::url::Encode(orig.empty() ? id.Str() : orig) + "&out=devel"),
+              elem);
+  }
+}
+
+bool IsMultiselect(const trel_xml::Xml& form, const std::string& name) {
+  return static_cast<bool>(form.GetNode("/doc/metadata/form//select[@type='multiple' and @name=" +
+                                        trel_xml::EscapePropValue(name) + "]"));
+}
+
+void FillParamsMap(const trel_xml::XmlNode& node, StringMap& params, const std::string& skip,
+                   bool multi) {
+  std::set<std::string> skipped = str::Split(skip, ",");
+  skipped.insert({"slist", "tparams"});
+  for (auto child = node.FirstChild(); child; child = child.Next()) {
+    const std::string name = child.Name();
+    const std::string text = child.Str();
+    if (!child.IsNode() || text.empty() || skipped.count(name) > 0) continue;
+    if (multi && params.count(name) > 0) {
+      str::Append(params[name], text, ",");
+    } else {
+      params[name] = text;
+    }
+  }
 }
 
 // --- Hosts -----------------------------------------------------------------------------------
@@ -473,6 +534,54 @@ void SyncUserFiles::RestoreAuthorizedKeys(const Connection& source, const std::s
   } else {
     TARVIN_LOG(4, "failed to remove source remote authorized_keys file");
   }
+}
+
+// --- Mail and packages -----------------------------------------------------------------------
+
+namespace {
+
+/// Standard output alone is captured.
+constexpr int kCaptureOutput = 2;
+
+}  // namespace
+
+bool Mb2Md(const std::string& user, const std::string& src, const std::string& dst,
+           std::string& output) {
+  for (const auto* dir : {&src, &dst}) {
+    if (!trel_file::Exists(*dir)) throw trel_err::Error("tarvin", "dir_not_exists", *dir);
+  }
+  const std::string program = trel_file::GetFullPath("mb2md");
+  if (program.empty()) throw trel_err::Missed("mb2md_not_exists", "");
+  trel_proc::Execute convert(program + " -s" + src + " -R -d " + dst, kCaptureOutput);
+  convert.SetUser(user);
+  output = convert.Str();
+  return convert.Result() == 0;
+}
+
+int IsMailDirEmail(const std::string& dir) {
+  if (!trel_file::Exists(dir)) throw trel_err::Missed("email_dir", "");
+  if (!trel_file::Info(dir, 2).IsDir()) throw trel_err::Error("tarvin", "tmp_not_dir", dir);
+  bool mbox = false;
+  bool maildir = false;
+  trel_file::Dir entries(dir);
+  while (entries.Read()) {
+    if (!entries.Info(false).IsDir()) continue;
+    if (entries.name() == "mbox") mbox = true;
+    if (entries.name() == ".maildir") maildir = true;
+  }
+  if (mbox && maildir) return 1;
+  if (maildir) return 3;
+  return mbox ? 2 : 0;
+}
+
+bool PkgInstall(const std::string& package) {
+  return trel_proc::Execute("sbin/pkginstall.sh " + package, kCaptureOutput).Result() == 0;
+}
+
+bool PkgInfo(const std::string& package, std::string& info) {
+  trel_proc::Execute query("sbin/pkginfo.sh show " + package, kCaptureOutput);
+  info = query.Str();
+  return query.Result() == 0;
 }
 
 }  // namespace tarvin

@@ -61,6 +61,25 @@ trel_xml::Xml RemoteQuery(const std::string& url, const std::string& auth,
 std::string GetAuthID(const std::string& url, const std::string& root_auth,
                       const std::string& username);
 
+// --- Forms -----------------------------------------------------------------------------------
+
+/// Fills each element of a list of the panel at `url` with the fields of its edit form `func`, read
+/// with the session key `auth`. `key` names the child that identifies an element, by its attribute
+/// "orig" or its text. A field replaces the list's column; a multiple-choice field is added, value
+/// by value. Throws "tarvin" / "key_missed" for an element without that child, and what RemoteQuery
+/// throws; the elements before it stay filled.
+void Detalize(const std::string& url, const std::string& auth, const std::string& func,
+              const std::string& key, const trel_xml::XPath& elems);
+
+/// True when `form` declares a multiple-choice select field `name`.
+bool IsMultiselect(const trel_xml::Xml& form, const std::string& name);
+
+/// Sets in `params` the text of each child element of `node` that has one, but for the names in
+/// `skip`, between commas, and "slist" and "tparams". Of children of one name the last counts, or,
+/// with `multi`, all of them between commas, behind what `params` held.
+void FillParamsMap(const trel_xml::XmlNode& node, StringMap& params, const std::string& skip,
+                   bool multi);
+
 // --- Hosts -----------------------------------------------------------------------------------
 
 /// Runs `command` through a shell of its own, feeding it `input` unless that is empty, and
@@ -170,5 +189,24 @@ class SyncUserFiles {
   std::list<std::string> excludes_;
   bool freebsd_ = false;
 };
+
+// --- Mail and packages -----------------------------------------------------------------------
+
+/// Converts the mbox store `src` of the local user `user` into the Maildir `dst` with mb2md; what
+/// that wrote goes into `output`. True when it ended well. Throws "tarvin" / "dir_not_exists" / the
+/// directory, and Missed "mb2md_not_exists".
+bool Mb2Md(const std::string& user, const std::string& src, const std::string& dst,
+           std::string& output);
+
+/// Which mail stores the directory holds: 0 none, 1 mbox and Maildir, 2 mbox, 3 Maildir.
+/// Throws Missed "email_dir", or "tarvin" / "tmp_not_dir" / dir for what is no directory.
+int IsMailDirEmail(const std::string& dir);
+
+/// Installs a package with the panel's script. True when that ended well.
+bool PkgInstall(const std::string& package);
+
+/// Asks the panel's script about a package; what that wrote goes into `info`. True when it ended
+/// well.
+bool PkgInfo(const std::string& package, std::string& info);
 
 }  // namespace tarvin

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -11,6 +12,14 @@
 
 /// The classes of the job: what it is for each generation of the source panel.
 namespace tarvin_bin {
+
+/// One database of the local panel.
+struct DBInfo {
+  std::string pair;             ///< its key in the panel
+  std::string owner;            ///< the panel user who owns it
+  std::string server;           ///< name of the server that holds it
+  std::set<std::string> users;  ///< left empty by the inventory
+};
 
 /// What every import job is: its parameters, the user who is moved, and the way in which a step
 /// reports a failure to the local panel.
@@ -36,6 +45,11 @@ class ImportAbstract {
                        const StringMap& problem_params, const std::string& info) const;
   /// What `error` has to say to people: its document's message, else its three names.
   std::string GetError(const trel_err::Error& error) const;
+  /// Adds every database of the local panel to `databases`, by name (of two of one name the first
+  /// counts), and to `server_users` the names of the users of the migrated user's own databases, by
+  /// server. Throws what the panel client throws.
+  void GetLocalDBInfo(std::map<std::string, DBInfo>& databases,
+                      std::map<std::string, std::set<std::string>>& server_users) const;
 
  protected:
   /// An id for a problem that happens now: the user and the time.
@@ -65,7 +79,11 @@ class Import4 : public ImportAbstract {
 
   /// The address from which the panel at `url` gives a database's dump.
   virtual std::string GetDBDownloadUrl(const std::string& url) const;
-  /// The database step; `import` false leaves the databases themselves out.
+  /// The name that the local panel has for a type of database server.
+  std::string ConvertDBType(const std::string& type) const;
+  /// The database step: each database of the user with its users, their password hashes and
+  /// privileges. With `import` false the users alone. What fails with one object is a problem
+  /// ("db_alien", "db_dump", "db_restore", "db_user_create"); what fails before is thrown.
   virtual void LoadRemoteDatabases(bool import);
   /// Copies the user's home. A copy that ran and failed becomes the problem "files".
   virtual void CopyRemoteFiles();
@@ -78,6 +96,18 @@ class Import4 : public ImportAbstract {
   virtual void LetsencryptImport();
 
  protected:
+  /// True for a database of `owner` that is here already and may not be replaced: a foreign one,
+  /// which becomes the problem "db_alien", or, with `overwrite` off, the user's own.
+  bool KeepsDatabase(const std::string& name, const std::string& owner) const;
+  /// Fetches a dump. False when that failed, and became the problem "db_dump".
+  bool FetchDump(const std::string& name, const std::string& url, const std::string& path) const;
+  /// Has the local panel restore a dump. False when that failed, and became "db_restore".
+  bool RestoreDatabase(trel_client::Local& panel, const std::string& server,
+                       const std::string& name, const std::string& path) const;
+  /// Registers what failed with one database, besides `params` with its name and the user's.
+  void RegisterDatabaseFailure(const std::string& object, const std::string& name,
+                               const trel_err::Error& error, StringMap params = {}) const;
+
   std::string url_;
   std::string userhomedir_;
   std::string root_auth_;
@@ -93,6 +123,7 @@ class Import4 : public ImportAbstract {
   std::string pgsql_server_;
 
  private:
+  class DatabaseStep;
   void RegisterCritical(const trel_err::Error& error) const;
 };
 
@@ -100,8 +131,17 @@ class Import4 : public ImportAbstract {
 class Import5Lite : public Import4 {
  public:
   using Import4::Import4;
+  /// The database step of this generation. With `import` false no dump is fetched, but the restore
+  /// is asked for all the same.
+  void LoadRemoteDatabases(bool import) override;
+  /// Hands the user's letsencrypt certificates over to the local panel, when both panels have the
+  /// plugin. One that is refused is logged; what fails before is thrown.
+  void LetsencryptImport() override;
   /// Nothing: this generation's access rights travel with the files.
   void FixDirAccess() override;
+
+ private:
+  class DatabaseStep;
 };
 
 /// Import from a panel of generation 5 Pro.
@@ -109,6 +149,15 @@ class Import5Pro : public Import5Lite {
  public:
   using Import5Lite::Import5Lite;
 };
+
+/// The name of the database server of that type in a list of them: of the first one on this host,
+/// else of the first one; empty when there is none.
+std::string GetServerNameByType(trel_xml::Xml& servers, const std::string& type);
+
+/// True when the panel behind `client` has the letsencrypt plugin. `side`: "remote" or "local", for
+/// the log; `auth`: a session key, empty for none.
+bool CheckLetsencrypt(trel_client::Client& client, const std::string& side,
+                      const std::string& auth);
 
 /// The options that are on in a panel.
 class TrelOptionSet {

@@ -323,7 +323,7 @@ finish_migration() {
   run_migration panelless 4
   on dst mv /run/vortrel/away.sock /run/vortrel/panel.sock
   [[ $status -eq 1 && -z $stderr ]]
-  [[ $(job_log | grep -c "4 tarvin failed to register problem 'panelless ") -eq 2 ]]
+  [[ $(job_log | grep -c "4 tarvin failed to register problem 'panelless ") -eq 3 ]]
   assert_homes_alike panelless www/site.example/members
   on dst test ! -e "$PARAMS"
 }

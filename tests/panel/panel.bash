@@ -2,6 +2,39 @@
 
 : "${REFPANEL:?the path of refpanel}"
 
+# For setup_file: WORK, a directory for all tests of the file, and the accounts ALICE and BOB.
+make_workplace() {
+  [[ $EUID -eq 0 ]] || skip "makes accounts, which only root can do"
+  WORK=$(mktemp -d /tmp/refpanel-test.XXXXXX)
+  chmod 755 "$WORK"
+  mkdir "$WORK/home"
+  local tag
+  tag=$(od -An -N4 -tx1 /dev/urandom | tr -d ' \n')
+  export WORK ALICE="rpa-$tag" BOB="rpb-$tag"
+  make_account "$ALICE"
+  make_account "$BOB"
+}
+
+# For teardown_file.
+remove_workplace() {
+  local name
+  while read -r name; do
+    userdel --force --remove -- "$name" 2>/dev/null || true
+  done <"$WORK/accounts"
+  rm -rf "$WORK"
+}
+
+# For setup: DIR, a directory for one test, and STATE, a state in it that knows both users.
+make_state() {
+  [[ $EUID -eq 0 ]] || skip "makes accounts, which only root can do"
+  DIR=$WORK/$BATS_TEST_NUMBER
+  mkdir "$DIR"
+  STATE=$DIR/state.db
+  SERVER=
+  "$REFPANEL" user add --state "$STATE" "$ALICE"
+  "$REFPANEL" user add --state "$STATE" "$BOB"
+}
+
 # Makes an account of this host that is removed with the test file.
 make_account() { # name
   useradd --create-home --home-dir "$WORK/home/$1" --shell /bin/bash -- "$1"
@@ -30,7 +63,7 @@ start_server() { # argument...
 }
 
 start_local() { # generation [argument...]
-  SOCKET=${SOCKET:-$DIR/run/panel.sock}
+  SOCKET=$DIR/run/panel.sock
   start_server --side local --generation "$1" --socket "$SOCKET" "${@:2}"
 }
 

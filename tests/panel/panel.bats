@@ -6,33 +6,15 @@ bats_require_minimum_version 1.5.0
 load panel
 
 setup_file() {
-  [[ $EUID -eq 0 ]] || skip "makes accounts, which only root can do"
-  WORK=$(mktemp -d /tmp/refpanel-test.XXXXXX)
-  chmod 755 "$WORK"
-  mkdir "$WORK/home"
-  local tag
-  tag=$(od -An -N4 -tx1 /dev/urandom | tr -d ' \n')
-  export WORK ALICE="rpa-$tag" BOB="rpb-$tag"
-  make_account "$ALICE"
-  make_account "$BOB"
+  make_workplace
 }
 
 teardown_file() {
-  local name
-  while read -r name; do
-    userdel --force --remove -- "$name" 2>/dev/null || true
-  done <"$WORK/accounts"
-  rm -rf "$WORK"
+  remove_workplace
 }
 
 setup() {
-  [[ $EUID -eq 0 ]] || skip "makes accounts, which only root can do"
-  DIR=$WORK/$BATS_TEST_NUMBER
-  mkdir "$DIR"
-  STATE=$DIR/state.db
-  SERVER=
-  "$REFPANEL" user add --state "$STATE" "$ALICE"
-  "$REFPANEL" user add --state "$STATE" "$BOB"
+  make_state
 }
 
 teardown() {

@@ -20,6 +20,11 @@ struct Outcome {
 ///     `username` remotecmd            ExecuteRemoteRootCommand of `set command` with `set input`
 ///     options NAME...      which of these TrelOptionSet has
 ///     params               BinParams::Get of `set file`
+///     detalize             Detalize of `set list`; lines "params" show FillParamsMap of its first
+///     inventory            GetLocalDBInfo for `set username`
+///     server               GetServerNameByType in `set document` of `set type`
+///     certificates         the certificate step of generation 5
+///     mb2md USER SRC DST, maildir DIR, install PACKAGE, info PACKAGE
 ///
 /// Besides what goes out, the story tells what the call printed, returned or threw, whether the
 /// process was ended ("terminate"), and of each file that a line "there FILE" or "gone FILE" names

@@ -234,6 +234,9 @@ World::World(const Script& script, const Story& story) {
       log_level = std::stoi(rest);
     } else if (kind == "dir") {
       std::filesystem::create_directories(rest);
+    } else if (kind == "program") {
+      WriteFile(rest, "");
+      std::filesystem::permissions(rest, std::filesystem::perms::owner_all);
     } else {
       if (rest.size() > 2 && rest.substr(rest.size() - 2) == " =") rest += ' ';
       const std::string key = str::GetWord(rest, " = ");

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "descriptor.h"
+#include "safe_path.h"
 #include "trel/str.h"
 #include "trel/trel_err.h"
 
@@ -124,22 +125,9 @@ void RemoveFile(const std::string& path) {
   if (unlink(path.c_str()) != 0 && errno != ENOENT) Fail("remove", path, errno);
 }
 
-Tmp::Tmp(const std::string& prefix) {
-  for (;;) {
-    path_ = prefix + "." + str::hex::Encode(str::Random(8));
-    const Descriptor file(
-        open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (file) return;
-    if (errno != EEXIST) Fail("create", path_, errno);
-  }
-}
-
-Tmp::~Tmp() {
-  if (!keep_) unlink(path_.c_str());
-}
-
 void Attrs::SafeSet(const std::string& path, bool recursive) const {
-  const auto handle = OpenHandle(AT_FDCWD, path);
+  const auto place = OpenPlace(path);
+  const auto handle = place.dir ? OpenHandle(place.dir.get(), place.name) : Descriptor();
   if (!handle) Fail("chmod", path, errno);
   const auto type = TypeOf(handle, path);
   if (type != S_IFREG && type != S_IFDIR) Fail("chmod", path, type == S_IFLNK ? ELOOP : EINVAL);

@@ -174,7 +174,7 @@ HttpReply CurlHttp::Post(const HttpPost& post) {
 
 int CurlHttp::Get(const std::string& url, int timeout,
                   const std::function<void(std::string_view)>& sink) {
-  Way way(url, "", timeout, false);
+  Way way(Presentable(url), "", timeout, false);
   for (;;) {
     PassBody receiver(way.place(), sink);
     Transfer transfer(conf(), way.Next());

@@ -12,6 +12,9 @@
 namespace trel_seam {
 namespace {
 
+/// What is read at once: a large file costs fewer calls.
+constexpr int kBufferSize = 128 << 10;
+
 /// The handle of this thread. It lives as long as the thread does: its connections do too.
 CURL* ThreadHandle() {
   static const CURLcode ready = curl_global_init(CURL_GLOBAL_ALL);
@@ -67,6 +70,9 @@ void Transfer::SetRoute(const Conf& conf) {
   curl_easy_setopt(handle_, CURLOPT_TIMEOUT_MS, route_.left_ms);
   curl_easy_setopt(handle_, CURLOPT_SOCKOPTFUNCTION, OnSocket);
   curl_easy_setopt(handle_, CURLOPT_FRESH_CONNECT, static_cast<long>(route_.fresh));
+  // Kept, the fresh ones would push those that are used again out of the store of connections.
+  curl_easy_setopt(handle_, CURLOPT_FORBID_REUSE, static_cast<long>(route_.fresh));
+  curl_easy_setopt(handle_, CURLOPT_BUFFERSIZE, static_cast<long>(kBufferSize));
   if (!route_.socket.empty())
     curl_easy_setopt(handle_, CURLOPT_UNIX_SOCKET_PATH, route_.socket.c_str());
   SetTrust(conf);

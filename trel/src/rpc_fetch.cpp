@@ -4,15 +4,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 #include <string_view>
 
 #include "descriptor.h"
 #include "reason.h"
+#include "safe_path.h"
 #include "seam/seam.h"
+#include "trel/str.h"
 #include "trel/trel_err.h"
-#include "trel/trel_file.h"
 #include "trel/trel_rpc.h"
 #include "trel/trel_xml.h"
 #include "url_place.h"
@@ -20,10 +19,8 @@
 namespace trel_rpc {
 namespace {
 
-namespace fs = std::filesystem;
-
 /// The longest file that may turn out to be an error document.
-constexpr std::uintmax_t kDocumentLimit = 1 << 20;
+constexpr off_t kDocumentLimit = 1 << 20;
 
 [[noreturn]] void Fail(const std::string& why) {
   throw trel_err::Error("remote", "fetch", why, why);
@@ -33,19 +30,24 @@ constexpr std::uintmax_t kDocumentLimit = 1 << 20;
   Fail(path + ": " + trel_seam::ReasonOf(error));
 }
 
-/// A file in the making, beside the one that it will become. Removed unless it gets there.
+/// A file in the making, beside the one that it will become. Removed unless it gets there. Both
+/// are named within one open directory, so that nobody who may rename things on the way to it can
+/// turn us elsewhere.
 class PartFile {
  public:
-  explicit PartFile(const std::string& path) : path_(path) {
-    const auto name = trel_file::SplitPath(path).second;
-    part_ = path.substr(0, path.size() - name.size()) + ".fetch-XXXXXX";
+  explicit PartFile(const std::string& path)
+      : path_(path),
+        place_(trel_file::OpenPlace(path)),
+        part_(".fetch-" + str::hex::Encode(str::Random(8))) {
+    if (!place_.dir) Fail(path_, errno);
     // Makes a file that was not there, for its owner alone.
-    file_ = Descriptor(mkostemp(part_.data(), O_CLOEXEC));
+    file_ = Descriptor(openat(place_.dir.get(), part_.c_str(),
+                              O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file_) Fail(path_, errno);
   }
 
   ~PartFile() {
-    if (!part_.empty()) unlink(part_.c_str());
+    if (!part_.empty()) unlinkat(place_.dir.get(), part_.c_str(), 0);
   }
 
   PartFile(const PartFile&) = delete;
@@ -61,14 +63,23 @@ class PartFile {
 
   /// The contents as far as they may be a document; empty for a longer file.
   std::string Document() const {
-    return fs::file_size(part_) <= kDocumentLimit ? trel_file::Read(part_) : "";
+    const auto size = lseek(file_.get(), 0, SEEK_END);
+    if (size > kDocumentLimit) return "";
+    std::string text(static_cast<std::size_t>(size), '\0');
+    if (pread(file_.get(), text.data(), text.size(), 0) != size) Fail(path_, errno);
+    return text;
   }
 
   /// Takes the place and the mode of the file that it was made for.
   void Replace() {
+    const int dir = place_.dir.get();
     struct stat old {};
-    if (lstat(path_.c_str(), &old) != 0 || !S_ISREG(old.st_mode)) old.st_mode = 0600;
-    if (fchmod(file_.get(), old.st_mode & 0777) != 0 || rename(part_.c_str(), path_.c_str()) != 0) {
+    if (fstatat(dir, place_.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISREG(old.st_mode)) {
+      old.st_mode = 0600;
+    }
+    if (fchmod(file_.get(), old.st_mode & 0777) != 0 ||
+        renameat(dir, part_.c_str(), dir, place_.name.c_str()) != 0) {
       Fail(path_, errno);
     }
     part_.clear();
@@ -76,6 +87,7 @@ class PartFile {
 
  private:
   std::string path_;
+  trel_file::SafePlace place_;
   std::string part_;
   Descriptor file_;
 };

@@ -88,6 +88,13 @@ std::string Join(const std::vector<std::string>& items, const std::string& separ
   return text;
 }
 
+std::set<std::string> Split(const std::string& text, const std::string& separator) {
+  std::set<std::string> items;
+  std::string_view rest = text;
+  while (!rest.empty()) items.emplace(GetWord(rest, separator));
+  return items;
+}
+
 void Append(std::string& text, const std::string& item, const std::string& separator) {
   if (!text.empty()) text += separator;
   text += item;

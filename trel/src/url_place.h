@@ -9,4 +9,8 @@ namespace trel_seam {
 /// "(not a URL)".
 std::string PlaceOf(const std::string& url);
 
+/// `url` with every byte percent-encoded that may not stand in a URL, and "#", which would end the
+/// query: a caller's query can hold a name as it is. What is encoded already stays as it is.
+std::string Presentable(const std::string& url);
+
 }  // namespace trel_seam

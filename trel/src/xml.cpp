@@ -97,6 +97,45 @@ XmlNode XmlNode::FindNode(const std::string& name) const {
   return {document_, pugi::xml_node(node_).child(name.c_str()).internal_object()};
 }
 
+XmlNode XmlNode::FirstChild() const {
+  return {document_, pugi::xml_node(node_).first_child().internal_object()};
+}
+
+XmlNode XmlNode::Next() const {
+  return {document_, pugi::xml_node(node_).next_sibling().internal_object()};
+}
+
+XmlNode XmlNode::Parent(int levels) const {
+  pugi::xml_node node(node_);
+  for (int level = 0; level < levels; ++level) node = node.parent();
+  // The document, which holds the root element, is no node of its own.
+  return node.type() == pugi::node_document ? XmlNode()
+                                            : XmlNode(document_, node.internal_object());
+}
+
+void XmlNode::AppendChild(const XmlNode& node) {
+  pugi::xml_node(node_).append_copy(pugi::xml_node(node.node_));
+}
+
+void XmlNode::SetContent(const std::string& text) {
+  pugi::xml_node node(node_);
+  node.remove_children();
+  node.append_child(pugi::node_pcdata).set_value(text.c_str());
+}
+
+std::string EscapePropValue(const std::string& text) {
+  if (text.find('\'') == std::string::npos) return "'" + text + "'";
+  if (text.find('"') == std::string::npos) return '"' + text + '"';
+  std::string parts;
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const bool last = rest.find('\'') == std::string_view::npos;
+    parts += "'" + std::string(str::GetWord(rest, "'")) + "',";
+    if (!last) parts += "\"'\",";
+  }
+  return "concat(" + parts + "'')";
+}
+
 XPath::XPath(std::shared_ptr<Document> document, std::vector<pugi::xml_node_struct*> nodes)
     : document_(std::move(document)), nodes_(std::move(nodes)) {}
 

@@ -30,6 +30,17 @@ TEST(HttpGet, IsAGetWithoutABody) {
   EXPECT_EQ(request.find("Content-"), std::string::npos);
 }
 
+TEST(HttpGet, EncodesWhatMayNotStandInAUrl) {
+  std::string request;
+  RawServer server({[&](Wire& wire) {
+    request = wire.ReadRequest();
+    wire.Send(Reply("x"));
+  }});
+  Client().Get(server.url("/file?name=a b->\"#\n\xd0\xb0%20&key=1"));
+  EXPECT_EQ(request.substr(0, request.find(' ', 4)),
+            "GET /file?name=a%20b-%3E%22%23%0A%D0%B0%20&key=1");
+}
+
 TEST(HttpGet, TakesAnEmptyBody) {
   RawServer server({AnswerAndClose(Reply(""))});
   EXPECT_EQ(Client().Get(server.url()), "");

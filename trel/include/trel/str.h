@@ -38,6 +38,8 @@ TREL_EXPORT int Int(const std::string& text);
 TREL_EXPORT std::string Str(int number);
 /// The items of `items` with `separator` between them.
 TREL_EXPORT std::string Join(const std::vector<std::string>& items, const std::string& separator);
+/// The different items between the `separator`s of `text`, in order; none of an empty text.
+TREL_EXPORT std::set<std::string> Split(const std::string& text, const std::string& separator);
 /// Appends `item` to `text`, with `separator` between them only when `text` is not empty.
 TREL_EXPORT void Append(std::string& text, const std::string& item, const std::string& separator);
 /// `count` bytes of the system's random source.

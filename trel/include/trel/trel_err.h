@@ -40,6 +40,13 @@ class TREL_EXPORT Error : public std::exception {
   std::string what_;
 };
 
+/// Something that has to be there and is not: an Error of type "missed".
+class TREL_EXPORT Missed : public Error {
+ public:
+  explicit Missed(const std::string& object, const std::string& value = "")
+      : Error("missed", object, value) {}
+};
+
 /// A broken precondition: the caller, not the world, is at fault.
 class TREL_EXPORT AssertError : public Error {
  public:

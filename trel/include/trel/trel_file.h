@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -24,11 +25,52 @@ TREL_EXPORT std::pair<std::string, std::string> SplitPath(const std::string& pat
 /// Removes a file or a link; one that is not there is no error.
 TREL_EXPORT void RemoveFile(const std::string& path);
 
+/// Where PATH leads to `program`; empty when it does not.
+TREL_EXPORT std::string GetFullPath(const std::string& program);
+
+/// What a path leads to.
+class TREL_EXPORT Info {
+ public:
+  /// Looks at `path`. `options`: bit 2 follows links.
+  Info(const std::string& path, int options);
+  bool IsDir() const { return is_dir_; }
+
+ private:
+  bool is_dir_;
+};
+
+/// A walk through the entries of a directory, "." and ".." left out, in no certain order.
+class TREL_EXPORT Dir {
+ public:
+  explicit Dir(const std::string& path);
+  ~Dir();
+  Dir(const Dir&) = delete;
+  Dir& operator=(const Dir&) = delete;
+
+  /// Steps to the next entry; false behind the last.
+  bool Read();
+  /// The entry's name.
+  const std::string& name() const { return name_; }
+  /// The entry itself, or, with `follow`, what it leads to as a link.
+  trel_file::Info Info(bool follow) const;
+
+ private:
+  struct Walk;
+  std::string path_;
+  std::string name_;
+  std::unique_ptr<Walk> walk_;
+};
+
 /// A temporary file, owner-only, removed when its holder ends unless it is kept.
 class TREL_EXPORT Tmp {
  public:
-  /// Makes a fresh file whose name is `prefix` and a unique part.
-  explicit Tmp(const std::string& prefix);
+  /// What the text that a holder is made of says about the file's name.
+  enum Name { kPrefix, kExactName };
+
+  /// Makes a fresh file: `path` and a unique part, or exactly `path`. What stood there under the
+  /// exact name, a file or a link, is replaced. The directory is reached without following a link
+  /// that somebody other than root can have made.
+  explicit Tmp(const std::string& path, Name name = kPrefix);
   ~Tmp();
   Tmp(const Tmp&) = delete;
   Tmp& operator=(const Tmp&) = delete;

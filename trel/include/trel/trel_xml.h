@@ -20,6 +20,9 @@ namespace trel_xml {
 
 class Document;
 
+/// `text` as a string literal of an XPath expression, whatever quotes it holds.
+TREL_EXPORT std::string EscapePropValue(const std::string& text);
+
 /// One node of a document: an element or a piece of text. May be missing.
 class TREL_EXPORT XmlNode {
  public:
@@ -38,6 +41,15 @@ class TREL_EXPORT XmlNode {
   std::string GetProp(const std::string& name) const;
   /// The first child element of that name; missing when there is none.
   XmlNode FindNode(const std::string& name) const;
+  /// The first child of any kind, and the node behind this one in the same parent.
+  XmlNode FirstChild() const;
+  XmlNode Next() const;
+  /// The ancestor `levels` up; missing above the root element.
+  XmlNode Parent(int levels) const;
+  /// Appends a copy of `node`, with all that is in it. REQUIRES: both exist.
+  void AppendChild(const XmlNode& node);
+  /// Replaces all that is in the element by `text`. REQUIRES: it exists.
+  void SetContent(const std::string& text);
 
  private:
   std::shared_ptr<Document> document_;
