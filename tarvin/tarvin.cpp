@@ -205,7 +205,7 @@ std::string ExecuteRemoteRootCommand(const std::shared_ptr<trel_rpc::SSH>& ssh,
     ssh->In() << input;
     ssh->CloseIn();
   }
-  const std::string output = ssh->Str();
+  std::string output = ssh->Str();
   if (ssh->Result() != 0) throw trel_err::Error("tarvin", "remotecmd", command);
   return output;
 }
@@ -376,7 +376,7 @@ std::string SyncUserFiles::MakeRemoteKeys(const Connection& destination,
     throw trel_err::Error("tarvin", "create_sshkey", destination->Str());
   }
   destination->Execute("su -s /bin/sh -c 'cat " + keys.Public() + "' " + user_);
-  const std::string key = destination->Str();
+  std::string key = destination->Str();
   if (destination->Result() != 0 || key.empty()) {
     throw trel_err::Error("tarvin", "create_sshkey", "failed to get public key from remote node");
   }

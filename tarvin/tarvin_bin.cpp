@@ -195,7 +195,7 @@ void Import4::RegisterCritical(const trel_err::Error& error) const {
 std::string Import4::GetDBDownloadUrl(const std::string& url) const {
   std::string rest = url;
   const std::string scheme = str::GetWord(rest, "://");
-  const std::string download = scheme + "://" + str::GetWord(rest, '/') + "/zelcgi/dbdownload?";
+  std::string download = scheme + "://" + str::GetWord(rest, '/') + "/zelcgi/dbdownload?";
   TARVIN_LOG(9, "%s:%d dbdownload url is '%s'", TARVIN_PLACE, download.c_str());
   return download;
 }

@@ -93,7 +93,7 @@ Result Local::Send(const std::string& query) const {
   post.url = "http://localhost/";
   post.agent = client_;
   try {
-    const Result result(Exchange(post, post.socket));
+    Result result(Exchange(post, post.socket));
     if (const auto error = result.GetNode("/doc/error")) {
       throw trel_err::Error(error.GetProp("type"), error.GetProp("object"),
                             error.FindNode("value").Str(), result);
@@ -111,7 +111,7 @@ Result Remote::Send(const std::string& query) const {
   post.url = url_;
   post.timeout = timeout_;
   try {
-    const Result result(Exchange(post, trel_seam::PlaceOf(url_)));
+    Result result(Exchange(post, trel_seam::PlaceOf(url_)));
     if (result.GetNode("/doc/error")) {
       throw trel_err::Error("remote", "query", result.GetNode("/doc/error/msg").Str(), result);
     }
