@@ -44,12 +44,13 @@ sys.exit(code if code >= 0 else 128 - code)' "$BIN/vorlaunch" "$PARAMS"
 
 # USER: what the destination holds outside of the user's home: modes, owners, and of files the size,
 # the last change of any kind and where a link leads. Logs, the panel's state, the database server's
-# data and the parameters come and go. That the user is resumed changes one line of shadow.
+# data and the parameters come and go, and the repository is not a host's own. That the user is resumed changes one line of shadow.
 outside_home() {
   on dst grep -v "^$1:" /etc/shadow
   on dst find /etc /root /usr/local /var /tmp /run/vortrel \
     \( -path /var/log -o -path "$PANEL_STATE" -o -path /var/lib/mysql -o -path "/var/www/$1" \
-    -o -path "$PARAMS" -o -path /etc/shadow -o -path /etc/shadow- \) -prune -o \
+    -o -path "$PARAMS" -o -path /etc/shadow -o -path /etc/shadow- -o -path "${LAB%/lab/lab}" \) \
+    -prune -o \
     -type d \( -path /etc -o -path /root -o -path /tmp \) -printf '%p %m %U:%G\n' -o \
     -type d -printf '%p %m %U:%G %C@\n' -o -printf '%p %m %U:%G %s %C@ %l\n' | LC_ALL=C sort
 }
