@@ -44,7 +44,8 @@ sys.exit(code if code >= 0 else 128 - code)' "$BIN/vorlaunch" "$PARAMS"
 
 # USER: what the destination holds outside of the user's home: modes, owners, and of files the size,
 # the last change of any kind and where a link leads. Logs, the panel's state, the database server's
-# data and the parameters come and go, and the repository is not a host's own. That the user is resumed changes one line of shadow.
+# data and the parameters come and go, and the repository is not a host's own. That the user is
+# resumed changes one line of shadow.
 outside_home() {
   on dst grep -v "^$1:" /etc/shadow
   on dst find /etc /root /usr/local /var /tmp /run/vortrel \
