@@ -14,7 +14,7 @@ start_database_servers() {
 
 # USER GENERATION [--rows N]: gives an account of the source its databases.
 make_account_databases() {
-  on src "$DEMO/make-databases" "$@"
+  on src env VORTREL_BIN="$BIN" "$DEMO/make-databases" "$@"
 }
 
 # HOST USER [ARGUMENT...]: what the host knows about the account's databases, and what the passwords

@@ -3,7 +3,7 @@
 # names it.
 
 DEMO=$(realpath "${BASH_SOURCE[0]%/*}")
-BIN=$DEMO/../build/release/bin
+BIN=${VORTREL_BIN:-$DEMO/../build/release/bin}   # the programs; another build's where that is set
 SSH_PORT=2222
 PANEL_STATE=/var/lib/refpanel
 
@@ -15,9 +15,9 @@ on() {
 # Starts the source's panels of both generations, on the ports 1504 and 1505, and the local one.
 # The destination trusts their certificate, and its ssh is set up as the README tells.
 start_panels() {
-  on src "$DEMO/start-panel" source 4 1504
-  on src "$DEMO/start-panel" source 5 1505
-  on dst "$DEMO/start-panel" local
+  on src env VORTREL_BIN="$BIN" "$DEMO/start-panel" source 4 1504
+  on src env VORTREL_BIN="$BIN" "$DEMO/start-panel" source 5 1505
+  on dst env VORTREL_BIN="$BIN" "$DEMO/start-panel" local
   on dst install -d /etc/vortrel
   on src cat "$PANEL_STATE/cert.pem" | on dst tee /etc/vortrel/src.pem >/dev/null
   on dst tee /etc/vortrel/trel.toml >/dev/null <<<$'[tls]\nca_file = "/etc/vortrel/src.pem"'

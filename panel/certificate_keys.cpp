@@ -99,7 +99,7 @@ void SetNames(X509_REQ* request, const std::string& domain, const std::set<std::
   const Extensions extensions(sk_X509_EXTENSION_new_null());
   Check(extensions && sk_X509_EXTENSION_push(extensions.get(), extension.get()) > 0,
         "name the domains");
-  extension.release();
+  static_cast<void>(extension.release());  // owned by the stack from here on
   Check(X509_REQ_add_extensions(request, extensions.get()) == 1, "name the domains");
 }
 

@@ -25,7 +25,7 @@ Sessions::Sessions(Database& database) : database_(database) {
 }
 
 std::string Sessions::Open(const Session& session) {
-  const std::string key = str::hex::Encode(str::Random(kKeyBytes));
+  std::string key = str::hex::Encode(str::Random(kKeyBytes));
   Statement(database_, "INSERT INTO sessions(hash, user) VALUES (?, ?)", Hash(key), session.user)
       .Run();
   return key;

@@ -81,6 +81,7 @@ void PostgresConnection::Fail() {
 PostgresConnection::Rows PostgresConnection::Run(const std::string& statement,
                                                  const std::vector<std::string>& values) {
   std::vector<const char*> texts;
+  texts.reserve(values.size());
   for (const std::string& value : values) {
     texts.push_back(value.c_str());
   }

@@ -60,7 +60,7 @@ void MakeDatabase(const Context& context, const Target& target, Undo& undo) {
 }
 
 std::string ReadHash(const Form& form, dbserver::DatabaseServer& server, const std::string& user) {
-  const std::string password = form.Get("password");
+  std::string password = form.Get("password");
   if (password != form.Get("confirm")) {
     throw BadPassword(user, "password and confirm differ");
   }

@@ -45,7 +45,7 @@ HostedName TakeUser(const Context& context, dbserver::DatabaseServer& server,
 
 HostedName NewUser(const Context& context, dbserver::DatabaseServer& server, const Hosted& database,
                    Undo& undo) {
-  const HostedName user{database.id.server, context.form.Require("username")};
+  HostedName user{database.id.server, context.form.Require("username")};
   const std::string hash = ReadHash(context.form, server, user.name);
   MakeUser(context, server, {user, database.owner}, hash, undo);
   return user;

@@ -11,7 +11,7 @@ constexpr std::array<std::string_view, 3> kLevels = {"error", "warning", "info"}
 constexpr std::string_view kParamPrefix = "param_";
 
 std::string Level(const Form& form) {
-  const std::string level = form.Require("level");
+  std::string level = form.Require("level");
   if (std::find(kLevels.begin(), kLevels.end(), level) == kLevels.end()) {
     throw BadValue("level", level, "error, warning or info");
   }

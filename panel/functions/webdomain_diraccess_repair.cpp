@@ -11,7 +11,7 @@ namespace {
 
 // "/" would take in every path of the source, not only those of the home.
 std::string RemoteHome(const Form& form) {
-  const std::string home = form.Require("remotehomedir");
+  std::string home = form.Require("remotehomedir");
   const std::filesystem::path path = std::filesystem::path(home).lexically_normal();
   if (!path.is_absolute() || path.relative_path().empty()) {
     throw BadValue("remotehomedir", home, "the absolute path of a home directory");

@@ -25,7 +25,7 @@ fill() {
   on "$1" useradd --create-home --user-group "$2"
   on "$1" install -d -m 0700 "$PANEL_STATE"
   on "$1" "$BIN/refpanel" user add --state "$PANEL_STATE/source4.db" "$2"
-  on "$1" "$DEMO/make-databases" "$2" 4 --rows 30
+  on "$1" env VORTREL_BIN="$BIN" "$DEMO/make-databases" "$2" 4 --rows 30
 }
 
 # HOST [ARGUMENT...]: with the passwords of that host.

@@ -77,6 +77,7 @@ void Perform(const Script& script, const std::string& dir, const std::string& st
   TellPrinted(stage, printed);
   TellFiles(script, story);
   trel_seam::Current() = {};
+  terminated_story = nullptr;
 }
 
 std::string Expected(const Script& script) {

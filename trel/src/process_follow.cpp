@@ -28,6 +28,8 @@ constexpr std::size_t kOutputLimit = 16 << 20;
 constexpr milliseconds kDrainTime{1000};
 /// What a child is given to end itself before it is killed.
 constexpr milliseconds kEndTime{2000};
+/// How often the child is looked at where the system does not tell of its end.
+constexpr milliseconds kLookTime{10};
 
 /// Collects output up to the limit and counts the rest.
 class Output {
@@ -85,13 +87,20 @@ class Follower {
     if (poll(events.data(), events.size(), Remaining()) < 0) return;
     if (events[0].revents != 0) open_ = output_.ReadFrom(child_.output);
     if (events[2].revents != 0) AskToEnd();
-    if (events[1].revents != 0) {
+    if (!ended_ && HasEnded(events[1])) {
       ended_ = true;
       deadline_ = steady_clock::now() + kDrainTime;
     } else if (!ended_ && Overdue()) {
       Signal(SIGKILL);
       deadline_.reset();
     }
+  }
+
+  bool HasEnded(const pollfd& watch) const {
+    if (child_.watch) return watch.revents != 0;
+    siginfo_t state{};
+    return waitid(P_PID, static_cast<id_t>(child_.pid), &state, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+           state.si_pid != 0;
   }
 
   void AskToEnd() {
@@ -104,11 +113,13 @@ class Follower {
 
   bool Overdue() const { return deadline_ && steady_clock::now() >= *deadline_; }
 
-  /// For poll: milliseconds to the deadline, -1 without one.
+  /// For poll: milliseconds to the deadline or to the next look, -1 without either.
   int Remaining() const {
-    if (!deadline_) return -1;
-    const auto left = std::chrono::ceil<milliseconds>(*deadline_ - steady_clock::now());
-    return static_cast<int>(std::max(left, milliseconds::zero()).count());
+    const bool looks = !ended_ && !child_.watch;
+    if (!deadline_) return looks ? static_cast<int>(kLookTime.count()) : -1;
+    const auto left = std::max(std::chrono::ceil<milliseconds>(*deadline_ - steady_clock::now()),
+                               milliseconds::zero());
+    return static_cast<int>((looks ? std::min(left, kLookTime) : left).count());
   }
 
   ProcessOutcome Outcome() {

@@ -187,7 +187,7 @@ StartedChild StartChild(const ProcessRequest& request, const Account& account) {
                           .report = report.write.get(),
                           .parent = getpid()});
   Descriptor watch(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-  if (!watch) GiveUp(pid, "watch", errno);
+  if (!watch && errno != ENOSYS) GiveUp(pid, "watch", errno);
   report.write.Close();
   if (const auto failure = ReadReport(report.read)) GiveUp(pid, failure->step, failure->error);
   return {pid, std::move(watch), std::move(output.read)};

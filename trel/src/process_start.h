@@ -22,7 +22,7 @@ class StartFailure : public std::runtime_error {
 /// A child that runs. Whoever holds it waits for it.
 struct StartedChild {
   pid_t pid = 0;
-  Descriptor watch;   ///< polls as readable when the child has ended
+  Descriptor watch;   ///< polls as readable when the child has ended; none before Linux 5.3
   Descriptor output;  ///< reads what the child writes, as far as it is captured
 };
 

@@ -24,7 +24,7 @@ class LibsshConnection : public SshConnection {
 
   SshOutcome Finish(const std::string& input, bool) override {
     if (!command_) throw session_.Failure(SshStep::kLost, "no command runs");
-    const auto outcome = command_->Finish(input);
+    auto outcome = command_->Finish(input);
     command_.reset();
     return outcome;
   }
