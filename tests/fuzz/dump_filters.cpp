@@ -3,6 +3,7 @@
 
 #include "fuzz/fuzz.h"
 #include "panel/dbserver/dump_filter.h"
+#include "trel/str.h"
 
 namespace {
 
@@ -27,10 +28,11 @@ std::string CheckPieces(const Make& make, std::string_view dump) {
 
 void fuzz::Try(std::string_view input) {
   const auto definers = [] { return panel::dbserver::DefinerFilter("`panel`@`localhost`"); };
-  const auto once = CheckPieces(definers, input);
-  ALWAYS(Filtered(definers(), once, once.size() + 1) == once);
+  const auto defined = CheckPieces(definers, input);
+  if (str::Lower(std::string(input)).find("definer") == std::string::npos) ALWAYS(defined == input);
 
   const auto restriction = [] { return panel::dbserver::RestrictFilter("key1"); };
   const auto restricted = CheckPieces(restriction, input);
   ALWAYS(restricted.starts_with("\\restrict key1\n"));
+  if (input.find("restrict ") == std::string_view::npos) ALWAYS(restricted.ends_with(input));
 }
