@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <cstdio>
@@ -53,6 +54,7 @@ void ForbidDumps() {
 
 int Launch(int argc, char** argv) {
   ForbidDumps();
+  umask(077);  // what is made without a word about its mode is its owner's alone
   const Entry entry = Load(argv[0]);
   if (entry == nullptr) return kNotLoaded;
   // Ignored by whoever started us, it would cost the job its children's exit statuses.

@@ -82,6 +82,9 @@ std::optional<DumpQuery> DumpQuery::Parse(const Role& role, std::string_view tar
   }
   const std::string elid = CutElid(query);
   Form form = Form::Parse(query);
+  if (form.Has("elid")) {
+    throw Error("request", "body", "", "field 'elid' is not written as elid=NAME");
+  }
   if (role.generation == Generation::k4) {
     return DumpQuery{kDownload, std::move(form), Readings(elid)};
   }

@@ -22,7 +22,7 @@ pugi::xml_node Reply::Add(pugi::xml_node parent, const char* name, std::string_v
 }
 
 void Reply::Mark(pugi::xml_node element, const char* name, std::string_view value) {
-  element.append_attribute(name).set_value(XmlText(value).c_str());
+  element.append_attribute(name).set_value(XmlAttribute(value).c_str());
 }
 
 std::string Reply::Str() const {

@@ -106,6 +106,18 @@ std::string XmlText(std::string_view text) {
   return xml;
 }
 
+std::string XmlAttribute(std::string_view text) {
+  std::string xml;
+  for (const char c : XmlText(text)) {
+    if (c == '\t' || c == '\n') {  // a parser makes a blank of a bare one
+      xml += CharacterReference(static_cast<char32_t>(c));
+    } else {
+      xml += c;
+    }
+  }
+  return xml;
+}
+
 std::string OneLine(std::string_view text) {
   std::string line;
   auto at = text.begin();

@@ -102,12 +102,18 @@ TEST(Launcher, PrintsAnErrorThatLeavesTheJobAsOneLine) {
                 "vorlaunch: " + Job("throws_int") + ": an unknown error");
 }
 
-TEST(Launcher, ForbidsDumpsAndWaitsForChildren) {
-  constexpr char kSettings[] = "core 0 0\ndumpable 0\nchildren waited for\n";
+TEST(Launcher, ForbidsDumpsKeepsFilesToTheirOwnerAndWaitsForChildren) {
+  constexpr char kSettings[] = "core 0 0\ndumpable 0\numask 077\nchildren waited for\n";
   EXPECT_EQ(RunLauncher({Job("settings")}).output, kSettings);
   const auto ignored =
       RunLauncher({"--ignore-signal=CHLD", VORLAUNCH, Job("settings")}, "/usr/bin/env");
   EXPECT_EQ(ignored.output, kSettings);
+}
+
+TEST(Launcher, WipesWhatTheJobFrees) {
+  EXPECT_EQ(RunLauncher({Job("frees"), "a secret that fills more than a text's own room"}).output,
+            "in a text: found\nbehind a text that grew: gone\n"
+            "in a document: found\nbehind a document: gone\n");
 }
 
 TEST(Launcher, LetsAJobThatIsToldToEndCleanUp) {

@@ -86,6 +86,7 @@ TEST(DumpQuery, MalformedQueriesAreErrors) {
   EXPECT_EQ(Choice4(""), "value: field elid is missing or empty");
   EXPECT_EQ(Choice(kSource4, "/zelcgi/dbdownload"), "value: field elid is missing or empty");
   EXPECT_EQ(Choice4("a&elid=b"), "request: field 'elid' is given twice");
+  EXPECT_EQ(Choice4("a&%65lid=b"), "request: field 'elid' is not written as elid=NAME");
   EXPECT_EQ(Choice(kSource4, "/zelcgi/dbdownload?elid=a&auth=%zz"),
             "request: malformed body: bad percent-encoding in the value of field 'auth'");
 }

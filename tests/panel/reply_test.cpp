@@ -10,10 +10,13 @@ namespace {
 std::string RoundTrip(const std::string& text) {
   Reply reply;
   reply.Add("field", text);
+  Reply::Mark(reply.AddElement("marked"), "mark", text);
   pugi::xml_document parsed;
   const std::string xml = reply.Str();
   EXPECT_TRUE(parsed.load_buffer(xml.data(), xml.size())) << xml;
-  return parsed.child("doc").child_value("field");
+  const auto doc = parsed.child("doc");
+  EXPECT_STREQ(doc.child("marked").attribute("mark").value(), doc.child_value("field"));
+  return doc.child_value("field");
 }
 
 TEST(ReplyTest, IsADocWithADeclaration) {

@@ -195,6 +195,13 @@ TEST(Base64Decode, TakesAZeroByteForNoBlank) {
   EXPECT_NE(ErrorOf([] { str::base64::Decode(std::string("Zm\0009v", 5)); }), "nothing thrown");
 }
 
+TEST(Base64Decode, TakesNoByteBeyondAsciiForADigit) {
+  for (const std::string text :
+       {"Zm9\xFC", "Zm9vYmF\xC3", "user1/\xC3\xBC", "Zm9v\x80\x80\x80\x80"}) {
+    EXPECT_NE(ErrorOf([&] { str::base64::Decode(text); }), "nothing thrown") << text;
+  }
+}
+
 TEST(Ip6, KnowsAddressesWithoutBracketsZoneOrPort) {
   for (const std::string address :
        {"::", "::1", "fd00:99::2", "2001:DB8::A", "::ffff:192.0.2.1", "1:2:3:4:5:6:7:8"}) {

@@ -6,6 +6,7 @@
 #include "seam/seam.h"
 #include "trel/trel_err.h"
 #include "url_place.h"
+#include "wipe.h"
 
 namespace trel_client {
 namespace {
@@ -23,8 +24,13 @@ bool Submits(std::string_view query) {
   return false;
 }
 
-trel_seam::HttpPost MakePost(const std::string& query) {
-  trel_seam::HttpPost post;
+/// A post whose body, which holds keys and passwords, does not outlive the exchange.
+struct SecretPost : trel_seam::HttpPost {
+  ~SecretPost() { Wipe(body); }
+};
+
+SecretPost MakePost(const std::string& query) {
+  SecretPost post;
   post.body = query;
   post.language = Language();
   post.at_most_once = Submits(query);

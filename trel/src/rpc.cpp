@@ -1,12 +1,11 @@
 #include "trel/trel_rpc.h"
 
-#include <sodium.h>
-
 #include <exception>
 #include <sstream>
 
 #include "seam/seam.h"
 #include "trel/trel_err.h"
+#include "wipe.h"
 
 namespace trel_rpc {
 namespace {
@@ -35,10 +34,6 @@ auto Run(const std::string& host, const Step& step) {
   } catch (const trel_seam::SshFailure& failure) {
     throw trel_err::Error("ssh", NameOf(failure.step()), host, std::string(failure.what()));
   }
-}
-
-void Wipe(std::string& secret) {
-  sodium_memzero(secret.data(), secret.size());
 }
 
 /// A target whose secrets do not outlive the login.

@@ -132,8 +132,10 @@ std::string hex::Encode(const std::string& bytes) {
 std::string base64::Decode(const std::string& text) {
   std::string bytes(text.size() / 4 * 3 + 3, '\0');
   std::size_t size = 0;
-  // The library would pass over zero bytes, as if they were among the blanks.
-  if (text.find('\0') != std::string::npos ||
+  // The library passes over zero bytes as if they were among the blanks, and takes bytes beyond
+  // ASCII for digits.
+  const bool ascii = std::ranges::all_of(text, [](char c) { return c > '\0'; });
+  if (!ascii ||
       sodium_base642bin(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(), text.data(),
                         text.size(), kBlanks.data(), &size, nullptr,
                         sodium_base64_VARIANT_ORIGINAL) != 0) {

@@ -1,0 +1,67 @@
+// What a child process could inherit while the log, a panel's connection and a host's are open.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+#include "seam/seam.h"
+#include "sshd.h"
+#include "support/forked.h"
+#include "support/scratch.h"
+#include "trel/trel_log.h"
+#include "trel/trel_proc.h"
+#include "web_server.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Our descriptors, each with what it leads to.
+std::set<std::pair<int, std::string>> Descriptors() {
+  std::set<std::pair<int, std::string>> descriptors;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const auto target = fs::read_symlink(entry, gone);
+    const int number = std::stoi(entry.path().filename());
+    // The directory that is read here is closed again.
+    if (fcntl(number, F_GETFD) >= 0) descriptors.emplace(number, target);
+  }
+  return descriptors;
+}
+
+TEST(Descriptors, OfThePlatformStayInItsProcess) {
+  REQUIRE_ROOT();
+  const support::Scratch scratch;
+  const auto conf = scratch.Write("trel.toml", "log.dir = '" + scratch.Path("log") + "'\n");
+  const net_test::Sshd sshd;
+  net_test::WebServer server;
+  server.routes().Post("/", [](const auto&, auto& response) { response.set_content("x", "a/b"); });
+  server.Start();
+  EXPECT_TRUE(support::HoldsWhenForked([&] {
+    setenv("TREL_CONF", conf.c_str(), 1);
+    const auto before = Descriptors();
+    trel_log::Init("job", 9);
+    const auto http = trel_seam::MakeHttp(trel_seam::Conf());
+    trel_seam::HttpPost post;
+    post.url = server.url();
+    EXPECT_EQ(http->Post(post).body, "x");
+    const auto connection = trel_seam::MakeSsh(sshd.conf())->Connect(sshd.target());
+
+    std::vector<std::string> opened;
+    for (const auto& [number, target] : Descriptors()) {
+      if (before.contains({number, target}) || fcntl(number, F_GETFD) < 0) continue;
+      opened.push_back(target);
+      EXPECT_NE(fcntl(number, F_GETFD) & FD_CLOEXEC, 0) << target;
+    }
+    EXPECT_THAT(opened, testing::Contains(scratch.Path("log/job.log")));
+    EXPECT_THAT(opened, testing::Contains(testing::StartsWith("socket:")).Times(2));
+
+    trel_proc::Execute child("ls /proc/$$/fd; true", 6);
+    EXPECT_EQ(child.Str(), "0\n1\n2\n");
+  }));
+}
+
+}  // namespace
