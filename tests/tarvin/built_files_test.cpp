@@ -55,6 +55,9 @@ TEST(TheJob, ShowsEverySharedRoutine) {
                                  "SubstParams",
                                  "RemoteQuery",
                                  "GetAuthID",
+                                 "Detalize",
+                                 "IsMultiselect",
+                                 "FillParamsMap",
                                  "ExecuteRemoteRootCommand",
                                  "GetHostName",
                                  "QuotedIP",
@@ -68,7 +71,11 @@ TEST(TheJob, ShowsEverySharedRoutine) {
                                  "SyncUserFiles::ServerParams::Local",
                                  "SyncUserFiles::ServerParams::SetRelPath",
                                  "SyncUserFiles::ServerParams::RemotePasswd",
-                                 "SyncUserFiles::ServerParams::RemoteKey"}) {
+                                 "SyncUserFiles::ServerParams::RemoteKey",
+                                 "Mb2Md",
+                                 "IsMailDirEmail",
+                                 "PkgInstall",
+                                 "PkgInfo"}) {
     EXPECT_THAT(symbols, testing::HasSubstr("tarvin::" + name + "(")) << name;
   }
 }
