@@ -76,7 +76,7 @@ void Perform(const Script& script, const std::string& dir, const std::string& st
   const World world(script, story);
   trel_seam::Current() = MakeScripted(world, story);
   const Stage stage{script, world, story, dir};
-  if (script.run.rfind("vormain", 0) != 0) trel_log::Init("test", 9);
+  if (script.run.rfind("vormain", 0) != 0) trel_log::Init("test", world.enabled_level);
   Call(stage, script.run);
   TellPrinted(stage, printed);
   TellFiles(script, story);

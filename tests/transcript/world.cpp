@@ -203,6 +203,8 @@ World::World(const Script& script, const Story& story) {
       os_release = ReplaceAll(rest, "\\n", "\n");
     } else if (kind == "random") {
       random = FromHex(rest);
+    } else if (kind == "enabled") {
+      enabled_level = std::stoi(rest);
     } else if (kind == "log") {
       log_level = std::stoi(rest);
     } else if (kind == "tick") {

@@ -21,6 +21,7 @@ namespace transcript {
 ///     os-release TEXT          of this host
 ///     random HEX               what the random source gives next; else 01, 02, 03 ...
 ///     tick MICROSECONDS        by which the clock moves on each time that it is looked at; else 0
+///     enabled LEVEL            up to which log lines are enabled; 9 if not given, and for the job
 ///     log LEVEL                up to which level log lines are part of the story; 5 if not given
 struct World {
   StringMap params;
@@ -30,6 +31,7 @@ struct World {
   std::string random;
   std::string language;  ///< that queries are expected in: "en" for the job, else none
   int tick = 0;
+  int enabled_level = 9;
   int log_level = 5;
 
   /// Makes the files, and remembers the rest. Throws std::runtime_error for what it does not know.
