@@ -43,7 +43,7 @@ class PanelBeforeTheEnd : public support::ScriptedPanel {
  public:
   trel_seam::HttpReply Post(const trel_seam::HttpPost& post) override {
     if (post.body.rfind("func=optionlist", 0) == 0) TestMemory().failing_size = 0;
-    const auto reply = ScriptedPanel::Post(post);
+    auto reply = ScriptedPanel::Post(post);
     if (post.body.rfind("func=auth&", 0) == 0) TestMemory().failing_size = failing_size;
     return reply;
   }

@@ -26,14 +26,6 @@ class Import4Test : public testing::Test {
   std::unique_ptr<tarvin_bin::Import4> job_;
 };
 
-TEST_F(Import4Test, NamesTheTypesOfServersAsTheLocalPanelDoes) {
-  EXPECT_EQ(job().ConvertDBType("mysql"), "mysql");
-  EXPECT_EQ(job().ConvertDBType("pgsql"), "postgresql");
-  EXPECT_EQ(job().ConvertDBType("postgresql"), "postgresql");
-  EXPECT_EQ(job().ConvertDBType("PgSql"), "PgSql");
-  EXPECT_EQ(job().ConvertDBType(""), "");
-}
-
 TEST_F(Import4Test, FetchesDumpsFromTheHostOfThePanel) {
   const std::map<std::string, std::string> rows{
       {"https://src.example:1500/panel", "https://src.example:1500/zelcgi/dbdownload?"},
