@@ -328,7 +328,13 @@ void SyncUserFiles::Run() {
   }
   const std::string saved = SaveAuthorizedKeys(source);
   InstallKey(source, key);
-  Copy(destination, RsyncArguments(keys));
+  try {
+    Copy(destination, RsyncArguments(keys));
+  } catch (...) {
+    // Also when the destination is lost, the key does not stay at the source.
+    RestoreAuthorizedKeys(source, saved, key);
+    throw;
+  }
   RestoreAuthorizedKeys(source, saved, key);
   if (!dst_.local) {
     destination->Execute("rm -f " + keys.Private() + " " + keys.Public());

@@ -7,6 +7,7 @@
 
 #include "tarvin/tarvin.h"
 #include "tarvin/tarvin_bin.h"
+#include "transcript/answers.h"
 
 extern "C" int vormain(int argc, char** argv);
 
@@ -26,6 +27,7 @@ void RunVormain(const Stage& stage, const std::string& arguments) {
   }
   std::vector<char*> argv;
   for (auto& text : texts) argv.push_back(text.data());
+  trel_client::DefaultLang("(that was set before)");
   const int result = vormain(static_cast<int>(argv.size()), argv.data());
   stage.Tell("returns", std::to_string(result));
 }
@@ -53,7 +55,13 @@ void RunSync(const Stage& stage, const std::string& arguments) {
                               stage.Set("overwrite") == "on",
                               excludes.empty() ? nullptr : &excludes);
   if (!stage.Set("checksum").empty()) files.UseRsyncChecksum(stage.Set("checksum") == "on");
-  if (arguments == "twice") stage.Tell("first returns", std::to_string(files.Result()));
+  if (arguments == "twice") {
+    try {
+      stage.Tell("first returns", std::to_string(files.Result()));
+    } catch (const trel_err::Error& error) {
+      stage.Tell("first throws", error.what());
+    }
+  }
   stage.Tell("returns", std::to_string(files.Result()));
   stage.Tell("output", "'" + files.Output() + "'");
 }
@@ -104,6 +112,23 @@ class Job : public tarvin_bin::ImportAbstract {
   int Run() override { return 0; }
 };
 
+void RunProblem(const Stage& stage, const std::string&) {
+  StringMap params;
+  for (const auto& [name, value] : stage.world.set) {
+    std::string key = name;
+    if (TakePrefix(key, "param.")) params[key] = value;
+  }
+  Job(stage).RegisterProblem(stage.Set("id"), stage.Set("object"), params, stage.Set("info"));
+}
+
+void RunError(const Stage& stage, const std::string&) {
+  try {
+    trel_client::Local("vortrel", "tarvin").Query(stage.Set("query"));
+  } catch (const trel_err::Error& error) {
+    stage.Tell("says", "'" + Job(stage).GetError(error) + "'");
+  }
+}
+
 void TellParams(const Stage& stage, const trel_xml::Xml& list, bool multi) {
   StringMap params;
   std::string before = stage.Set("before");
@@ -129,11 +154,16 @@ void RunDetalize(const Stage& stage, const std::string&) {
   TellParams(stage, list, false);
 }
 
-void RunInventory(const Stage& stage, const std::string&) {
+void RunInventory(const Stage& stage, const std::string& arguments) {
   const Job job(stage);
   std::map<std::string, tarvin_bin::DBInfo> databases;
   std::map<std::string, std::set<std::string>> server_users;
-  job.GetLocalDBInfo(databases, server_users);
+  try {
+    job.GetLocalDBInfo(databases, server_users);
+    if (arguments == "twice") job.GetLocalDBInfo(databases, server_users);
+  } catch (const trel_err::Error& error) {
+    stage.Tell("throws", error.what());
+  }
   for (const auto& [name, info] : databases) {
     stage.Tell("database", name + ": " + info.pair + " of " + info.owner + " on " + info.server +
                                ", " + std::to_string(info.users.size()) + " users");
@@ -208,6 +238,8 @@ void Call(const Stage& stage, const std::string& run) {
       {"remotecmd", RunRemoteCommand},
       {"options", RunOptions},
       {"params", RunParams},
+      {"problem", RunProblem},
+      {"error", RunError},
       {"detalize", RunDetalize},
       {"inventory", RunInventory},
       {"server", RunServer},
@@ -224,6 +256,8 @@ void Call(const Stage& stage, const std::string& run) {
     verb->second(stage, arguments);
   } catch (const trel_err::Error& error) {
     stage.Tell("throws", error.what());
+  } catch (const Breakdown& breakdown) {
+    stage.Tell("breaks", breakdown.what());
   }
 }
 

@@ -36,13 +36,6 @@ std::string ReadAll(const fs::path& file) {
   _exit(status);
 }
 
-Story* terminated_story = nullptr;
-
-[[noreturn]] void OnTerminate() {
-  terminated_story->Tell("terminate");
-  End(0);
-}
-
 /// What the call printed, line by line.
 void TellPrinted(const Stage& stage, const std::string& file) {
   std::fflush(stdout);
@@ -59,6 +52,16 @@ void TellFiles(const Script& script, Story& story) {
   }
 }
 
+/// What is still to be told when the process is ended early.
+const Script* terminated_script = nullptr;
+Story* terminated_story = nullptr;
+
+[[noreturn]] void OnTerminate() {
+  terminated_story->Tell("terminate");
+  TellFiles(*terminated_script, *terminated_story);
+  End(0);
+}
+
 /// The process that runs the script.
 void Perform(const Script& script, const std::string& dir, const std::string& story_file) {
   setenv("TZ", "UTC", 1);
@@ -67,12 +70,13 @@ void Perform(const Script& script, const std::string& dir, const std::string& st
   const std::string printed = story_file + ".printed";
   if (std::freopen(printed.c_str(), "w", stdout) == nullptr) throw std::runtime_error(printed);
   Story story(script, dir, story_file);
+  terminated_script = &script;
   terminated_story = &story;
   std::set_terminate(OnTerminate);
   const World world(script, story);
   trel_seam::Current() = MakeScripted(world, story);
   const Stage stage{script, world, story, dir};
-  if (script.run.rfind("vormain", 0) != 0) trel_log::Init("test", 9);
+  if (script.run.rfind("vormain", 0) != 0) trel_log::Init("test", world.enabled_level);
   Call(stage, script.run);
   TellPrinted(stage, printed);
   TellFiles(script, story);

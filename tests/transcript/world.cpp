@@ -1,21 +1,12 @@
 #include "transcript/world.h"
 
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
+
+#include "transcript/answers.h"
 
 namespace transcript {
 namespace {
-
-bool TakePrefix(std::string& text, std::string_view prefix) {
-  if (text.rfind(prefix, 0) != 0) return false;
-  text.erase(0, prefix.size());
-  return true;
-}
-
-void WriteFile(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << ReplaceAll(text, "\\n", "\n");
-}
 
 std::string FromHex(const std::string& digits) {
   std::string bytes;
@@ -25,33 +16,9 @@ std::string FromHex(const std::string& digits) {
   return bytes;
 }
 
-/// What a command, here or elsewhere, answers.
-struct CommandAnswer {
-  std::string output;
-  int status = 0;
-  std::string lost;
-};
-
-CommandAnswer ReadCommandAnswer(const std::vector<std::string>& answers) {
-  CommandAnswer read;
-  for (auto answer : answers) {
-    if (TakePrefix(answer, "exit ")) {
-      read.status = std::stoi(answer);
-    } else if (TakePrefix(answer, "lost ")) {
-      read.lost = answer;
-    } else if (TakePrefix(answer, "writes ")) {
-      const std::string path = str::GetWord(answer, " = ");
-      WriteFile(path, answer);
-    } else {
-      read.output += answer + "\n";
-    }
-  }
-  return read;
-}
-
 class ScriptedHttp : public trel_seam::Http {
  public:
-  explicit ScriptedHttp(Story& story) : story_(story) {}
+  ScriptedHttp(const World& world, Story& story) : world_(world), story_(story) {}
 
   trel_seam::HttpReply Post(const trel_seam::HttpPost& post) override {
     std::string event = post.socket.empty() ? "source " : "local ";
@@ -59,16 +26,19 @@ class ScriptedHttp : public trel_seam::Http {
     if (post.socket.empty() && post.timeout != 45) {
       event += "(" + std::to_string(post.timeout) + " s) ";
     }
-    if (!post.language.empty() && post.language != "en") event += "(in " + post.language + ") ";
+    if (post.language != world_.language) {
+      event += post.language.empty() ? "(in no language) " : "(in " + post.language + ") ";
+    }
     if (post.socket.empty() && post.url != "https://src.example:1500/panel") {
       event += "at " + post.url + " ";
     }
-    return Answer(story_.Tell(event + story_.Render(post.body)));
+    return Answer(Ask(story_, event + story_.Render(post.body)));
   }
 
   int Get(const std::string& url, int timeout,
           const std::function<void(std::string_view)>& sink) override {
-    const auto reply = Answer(story_.Tell("fetch (" + std::to_string(timeout) + " s) " + url));
+    const auto reply =
+        Answer(Ask(story_, "fetch (" + std::to_string(timeout) + " s) " + story_.Render(url)));
     if (reply.status == 200) sink(reply.body);
     return reply.status;
   }
@@ -90,6 +60,7 @@ class ScriptedHttp : public trel_seam::Http {
     return reply;
   }
 
+  const World& world_;
   Story& story_;
 };
 
@@ -104,7 +75,7 @@ class ScriptedConnection : public trel_seam::SshConnection {
     std::string event = "ssh " + host_ + " $ " + story_.Render(command_);
     if (!input.empty() || closed) event += "\n  stdin: " + story_.Render(input);
     if (!input.empty() && !closed) event += " (left open)";
-    const auto answer = ReadCommandAnswer(story_.Tell(event));
+    const auto answer = AskCommand(story_, event);
     if (story_.Diverged()) throw Lost("not in the script");
     if (!answer.lost.empty()) throw Lost(answer.lost);
     return {answer.output, answer.status};
@@ -128,8 +99,8 @@ class ScriptedSsh : public trel_seam::Ssh {
     const std::string secret = target.by_key
                                    ? "key '" + target.key + "'" + Passphrase(target.passphrase)
                                    : "password '" + target.password + "'";
-    const auto answers = story_.Tell("ssh " + target.login + "@" + target.host + ":" +
-                                     std::to_string(target.port) + " with " + secret);
+    const auto answers = Ask(story_, "ssh " + target.login + "@" + target.host + ":" +
+                                         std::to_string(target.port) + " with " + secret);
     for (auto answer : answers) {
       if (TakePrefix(answer, "refused ")) {
         throw trel_seam::SshFailure(trel_seam::SshStep::kAuth, answer);
@@ -154,7 +125,7 @@ class ScriptedProcesses : public trel_seam::Processes {
   explicit ScriptedProcesses(Story& story) : story_(story) {}
 
   trel_seam::ProcessOutcome Run(const trel_seam::ProcessRequest& request) override {
-    const auto answer = ReadCommandAnswer(story_.Tell(Describe(request)));
+    const auto answer = AskCommand(story_, Describe(request));
     return {answer.output, answer.status};
   }
 
@@ -181,8 +152,8 @@ class ScriptedHost : public trel_seam::Host {
  public:
   explicit ScriptedHost(const World& world) : world_(world), random_(world.random) {}
 
-  /// 2026-11-20 18:02:01 UTC, always.
-  std::int64_t Now() override { return 1'795'197'721'000'000; }
+  /// 2026-11-20 18:02:01 UTC at the first look, and then later by a tick each time.
+  std::int64_t Now() override { return 1'795'197'721'000'000 + world_.tick * looks_++; }
 
   std::string Random(std::size_t count) override {
     while (random_.size() < count) random_ += next_++;
@@ -203,6 +174,7 @@ class ScriptedHost : public trel_seam::Host {
   const World& world_;
   std::string random_;
   char next_ = 1;
+  int looks_ = 0;
 };
 
 class ScriptedLog : public trel_seam::LogSink {
@@ -223,6 +195,7 @@ class ScriptedLog : public trel_seam::LogSink {
 }  // namespace
 
 World::World(const Script& script, const Story& story) {
+  if (script.run.rfind("vormain", 0) == 0) language = "en";
   for (const auto& given : script.given) {
     std::string rest = story.Expand(given);
     const std::string kind = str::GetWord(rest, ' ');
@@ -230,8 +203,12 @@ World::World(const Script& script, const Story& story) {
       os_release = ReplaceAll(rest, "\\n", "\n");
     } else if (kind == "random") {
       random = FromHex(rest);
+    } else if (kind == "enabled") {
+      enabled_level = std::stoi(rest);
     } else if (kind == "log") {
       log_level = std::stoi(rest);
+    } else if (kind == "tick") {
+      tick = std::stoi(rest);
     } else if (kind == "dir") {
       std::filesystem::create_directories(rest);
     } else if (kind == "program") {
@@ -256,7 +233,7 @@ World::World(const Script& script, const Story& story) {
 }
 
 trel_seam::Seam MakeScripted(const World& world, Story& story) {
-  return {std::make_shared<ScriptedHttp>(story), std::make_shared<ScriptedSsh>(story),
+  return {std::make_shared<ScriptedHttp>(world, story), std::make_shared<ScriptedSsh>(story),
           std::make_shared<ScriptedProcesses>(story), std::make_shared<ScriptedHost>(world),
           std::make_shared<ScriptedLog>(world, story)};
 }
