@@ -396,7 +396,7 @@ bool SyncUserFiles::IsFreeBsd(const Connection& source) const {
   source->Execute("uname");
   const std::string system = source->Str();
   if (source->Result() != 0) throw trel_err::Error("tarvin", "remotecmd", "uname");
-  if (system.rfind("FreeBSD", 0) == 0) {
+  if (system.starts_with("FreeBSD")) {
     TARVIN_LOG(9, "%s:%d assume src OS is FreeBSD", TARVIN_PLACE);
     return true;
   }

@@ -148,6 +148,11 @@ void RunServer(const Stage& stage, const std::string&) {
   stage.Tell("returns", "'" + tarvin_bin::GetServerNameByType(document, stage.Set("type")) + "'");
 }
 
+void RunServerType(const Stage& stage, const std::string& arguments) {
+  const tarvin_bin::Import4 job({{"user_disabled", "off"}}, stage.dir + "/none");
+  stage.Tell("returns", "'" + job.ConvertDBType(arguments) + "'");
+}
+
 void RunCertificates(const Stage& stage, const std::string&) {
   tarvin_bin::Import5Lite job({{"url", stage.Set("url")},
                                {"root_auth", stage.Set("auth")},
@@ -211,6 +216,7 @@ void Call(const Stage& stage, const std::string& run) {
       {"detalize", RunDetalize},
       {"inventory", RunInventory},
       {"server", RunServer},
+      {"servertype", RunServerType},
       {"certificates", RunCertificates},
       {"mb2md", RunMb2Md},
       {"maildir", RunMailDir},

@@ -56,6 +56,7 @@ class ScriptedHttp : public trel_seam::Http {
   trel_seam::HttpReply Post(const trel_seam::HttpPost& post) override {
     std::string event = post.socket.empty() ? "source " : "local ";
     if (!post.socket.empty() && post.agent != "tarvin") event += "(as " + post.agent + ") ";
+    if (!post.socket.empty() && post.url != "http://vortrel/") event += "at " + post.url + " ";
     if (post.socket.empty() && post.timeout != 45) {
       event += "(" + std::to_string(post.timeout) + " s) ";
     }
