@@ -243,6 +243,8 @@ World::World(const Script& script, const Story& story) {
       const std::string key = str::GetWord(rest, " = ");
       if (kind == "file") {
         WriteFile(key, rest);
+      } else if (kind == "link") {
+        std::filesystem::create_symlink(rest, key);
       } else if (kind == "param") {
         params[key] = rest;
       } else if (kind == "set") {
