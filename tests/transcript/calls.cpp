@@ -119,7 +119,7 @@ void RunDetalize(const Stage& stage, const std::string&) {
   const auto list = trel_xml::Xml::Parse(stage.Set("list"));
   try {
     tarvin::Detalize(stage.Set("url"), stage.Set("auth"), stage.Set("func"), stage.Set("key"),
-                     list.GetNodes("/doc/elem"));
+                     list.GetNodes("//elem"));
   } catch (const trel_err::Error& error) {
     stage.Tell("throws", error.what());
   }
