@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 namespace transcript {
@@ -23,6 +24,13 @@ std::string FromHex(const std::string& digits) {
     bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
   }
   return bytes;
+}
+
+/// The permission bits of a file, in octal digits.
+std::string ModeOf(const std::string& path) {
+  std::ostringstream digits;
+  digits << std::oct << static_cast<int>(std::filesystem::status(path).permissions());
+  return digits.str();
 }
 
 /// What a command, here or elsewhere, answers.
@@ -83,6 +91,8 @@ class ScriptedHttp : public trel_seam::Http {
         reply.status = std::stoi(answer);
       } else if (TakePrefix(answer, "fails ")) {
         throw trel_seam::HttpFailure(answer);
+      } else if (TakePrefix(answer, "shows ")) {
+        story_.Tell("mode " + ModeOf(answer) + " " + story_.Render(answer));
       } else {
         reply.body += answer;
       }

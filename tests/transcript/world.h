@@ -36,7 +36,8 @@ struct World {
 
 /// Bodies for the seam that tell `story` what goes out, and answer from it. Answers:
 ///
-///     HTTP     the reply's body; "status N" before it; "fails WHY"
+///     HTTP     the reply's body; "status N" before it; "fails WHY"; "shows FILE", which tells the
+///              mode that the file has in that moment
 ///     SSH      output lines; "exit N"; "lost WHY"
 ///     child    output lines; "exit N"; "writes PATH = TEXT", a file that the child makes
 ///
