@@ -77,9 +77,8 @@ std::string SubstParams(const std::string& format, const std::list<std::string>&
   for (const auto& arg : args) {
     position = result.find('?', position);
     if (position == std::string::npos) throw trel_err::Error("tarvin", "query_args");
-    const std::string encoded = str::url::Encode(arg);
-    result.replace(position, 1, encoded);
-    position += encoded.size();
+    // What is put in holds no "?": it is encoded.
+    result.replace(position, 1, str::url::Encode(arg));
   }
   return result;
 }
@@ -402,7 +401,7 @@ bool SyncUserFiles::IsFreeBsd(const Connection& source) const {
   source->Execute("uname");
   const std::string system = source->Str();
   if (source->Result() != 0) throw trel_err::Error("tarvin", "remotecmd", "uname");
-  if (system.rfind("FreeBSD", 0) == 0) {
+  if (system.starts_with("FreeBSD")) {
     TARVIN_LOG(9, "%s:%d assume src OS is FreeBSD", TARVIN_PLACE);
     return true;
   }

@@ -279,8 +279,8 @@ bool IsMailAccount(const std::string& name, const std::string& home,
     return false;
   };
   // A prefix of the text: /home/u1 is one of /home/u10 too.
-  if (home.rfind(owner_home, 0) != 0) return skip("homedir");
-  if (name.rfind("virtuser_", 0) != 0) return skip("username mask");
+  if (!home.starts_with(owner_home)) return skip("homedir");
+  if (!name.starts_with("virtuser_")) return skip("username mask");
   if (home.find("email") == std::string::npos) return skip("homedir check");
   return true;
 }

@@ -139,8 +139,8 @@ class Import4::DatabaseStep {
   const bool import_;
   trel_client::Local local_{"vortrel", "tarvin"};
   trel_client::Remote remote_{job_.url_};
-  std::string download_;
-  bool allow_upper_ = false;
+  const std::string download_ = job_.GetDBDownloadUrl(job_.url_);
+  const bool allow_upper_ = AllowsUpperCase(local_);
   std::map<std::string, DBInfo> databases_;
   StringMap server_types_;
   std::set<std::string> created_users_;
@@ -151,8 +151,6 @@ void Import4::LoadRemoteDatabases(bool import) {
 }
 
 void Import4::DatabaseStep::Run() {
-  download_ = job_.GetDBDownloadUrl(job_.url_);
-  allow_upper_ = AllowsUpperCase(local_);
   std::map<std::string, std::set<std::string>> server_users;
   job_.GetLocalDBInfo(databases_, server_users);
   remote_.SetTimeout(kRemoteTimeout);
@@ -291,11 +289,10 @@ class Import5Lite::DatabaseStep {
     std::string pair;
     std::string source_server;
     std::string server;  ///< the local one
-    std::set<std::string> existing_users;
   };
 
   void Import(const trel_xml::XmlNode& element);
-  bool IsToBeKept(Database& database) const;
+  bool IsToBeKept(const Database& database) const;
   void ImportUsers(const Database& database);
   void CreateUser(const Database& database, const trel_xml::XmlNode& user);
   void CompletePassword(const std::string& user, StringMap& params) const;
@@ -304,7 +301,7 @@ class Import5Lite::DatabaseStep {
   const bool fetch_dumps_;
   trel_client::Local local_{"vortrel", "tarvin"};
   trel_client::Remote source_{job_.url_};
-  bool allow_upper_ = false;
+  const bool allow_upper_ = AllowsUpperCase(local_);
   std::map<std::string, DBInfo> databases_;
   std::map<std::string, std::set<std::string>> server_users_;
   StringMap source_servers_;
@@ -317,7 +314,6 @@ void Import5Lite::LoadRemoteDatabases(bool import) {
 }
 
 void Import5Lite::DatabaseStep::Run() {
-  allow_upper_ = AllowsUpperCase(local_);
   job_.GetLocalDBInfo(databases_, server_users_);
   source_.SetTimeout(kRemoteTimeout);
   for (const auto& server : source_.Query("func=db.server&auth=?", job_.root_auth_).elems()) {
@@ -338,7 +334,7 @@ void Import5Lite::DatabaseStep::Import(const trel_xml::XmlNode& element) {
   }
   name_ = element.FindNode("name").Str();
   if (!allow_upper_) name_ = str::Lower(name_);
-  Database database{name_, element.FindNode("pair").Str(), source_server, "", {}};
+  Database database{name_, element.FindNode("pair").Str(), source_server, ""};
   if (IsToBeKept(database)) return;
   TARVIN_LOG(5, "Restoring database '%s'", name_.c_str());
   const DumpFile dump(job_.userhomedir_, name_);
@@ -353,12 +349,10 @@ void Import5Lite::DatabaseStep::Import(const trel_xml::XmlNode& element) {
 
 /// True for a database that is here already and may not be replaced. The source's name of the
 /// server is looked for, as if servers were named alike on both hosts.
-bool Import5Lite::DatabaseStep::IsToBeKept(Database& database) const {
+bool Import5Lite::DatabaseStep::IsToBeKept(const Database& database) const {
   const auto known = databases_.find(database.name);
-  if (known == databases_.end() || known->second.server != database.source_server) return false;
-  if (job_.KeepsDatabase(database.name, known->second.owner)) return true;
-  database.existing_users = known->second.users;
-  return false;
+  return known != databases_.end() && known->second.server == database.source_server &&
+         job_.KeepsDatabase(database.name, known->second.owner);
 }
 
 void Import5Lite::DatabaseStep::ImportUsers(const Database& database) {
@@ -387,7 +381,6 @@ void Import5Lite::DatabaseStep::CreateUser(const Database& database,
     CompletePassword(name, params);
   } else {
     params["name"] = name;
-    if (database.existing_users.count(name) > 0) params["elid"] = name;
   }
   try {
     local_.Query("func=db.users.edit", params);

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -103,6 +104,15 @@ TEST_F(BinParamsTest, SetMakesAFileForItsOwnerAlone) {
   EXPECT_GT(file.size(), scratch_.Path("var/tarvin_params").size());
   EXPECT_EQ(ReadFile(file), "lang = en\nremote = a = b\nusername = user1");
   EXPECT_EQ(ModeOf(file), 0600U);
+}
+
+TEST_F(BinParamsTest, SetGivesTheModeWhateverTheUmaskTakesAway) {
+  EXPECT_TRUE(HoldsInDirectory([] {
+    umask(0777);
+    BinParams("tarvin_params").Set({{"a", "1"}});
+  }));
+  ASSERT_EQ(Written().size(), 1U);
+  EXPECT_EQ(ModeOf(Written().front()), 0600U);
 }
 
 TEST_F(BinParamsTest, SetAgainRewritesTheSameFile) {

@@ -144,7 +144,7 @@ void RunDetalize(const Stage& stage, const std::string&) {
   const auto list = trel_xml::Xml::Parse(stage.Set("list"));
   try {
     tarvin::Detalize(stage.Set("url"), stage.Set("auth"), stage.Set("func"), stage.Set("key"),
-                     list.GetNodes("/doc/elem"));
+                     list.GetNodes("//elem"));
   } catch (const trel_err::Error& error) {
     stage.Tell("throws", error.what());
   }
@@ -176,6 +176,11 @@ void RunInventory(const Stage& stage, const std::string& arguments) {
 void RunServer(const Stage& stage, const std::string&) {
   auto document = trel_xml::Xml::Parse(stage.Set("document"));
   stage.Tell("returns", "'" + tarvin_bin::GetServerNameByType(document, stage.Set("type")) + "'");
+}
+
+void RunServerType(const Stage& stage, const std::string& arguments) {
+  const tarvin_bin::Import4 job({{"user_disabled", "off"}}, stage.dir + "/none");
+  stage.Tell("returns", "'" + job.ConvertDBType(arguments) + "'");
 }
 
 void RunCertificates(const Stage& stage, const std::string&) {
@@ -243,6 +248,7 @@ void Call(const Stage& stage, const std::string& run) {
       {"detalize", RunDetalize},
       {"inventory", RunInventory},
       {"server", RunServer},
+      {"servertype", RunServerType},
       {"certificates", RunCertificates},
       {"mb2md", RunMb2Md},
       {"maildir", RunMailDir},

@@ -25,6 +25,7 @@ struct Outcome {
 ///     detalize             Detalize of `set list`; lines "params" show FillParamsMap of its first
 ///     inventory [twice]    GetLocalDBInfo for `set username`
 ///     server               GetServerNameByType in `set document` of `set type`
+///     servertype TYPE     ConvertDBType
 ///     certificates         the certificate step of generation 5
 ///     mb2md USER SRC DST, maildir DIR, install PACKAGE, info PACKAGE
 ///

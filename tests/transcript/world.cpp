@@ -23,6 +23,7 @@ class ScriptedHttp : public trel_seam::Http {
   trel_seam::HttpReply Post(const trel_seam::HttpPost& post) override {
     std::string event = post.socket.empty() ? "source " : "local ";
     if (!post.socket.empty() && post.agent != "tarvin") event += "(as " + post.agent + ") ";
+    if (!post.socket.empty() && post.url != "http://vortrel/") event += "at " + post.url + " ";
     if (post.socket.empty() && post.timeout != 45) {
       event += "(" + std::to_string(post.timeout) + " s) ";
     }
@@ -219,6 +220,8 @@ World::World(const Script& script, const Story& story) {
       const std::string key = str::GetWord(rest, " = ");
       if (kind == "file") {
         WriteFile(key, rest);
+      } else if (kind == "link") {
+        std::filesystem::create_symlink(rest, key);
       } else if (kind == "param") {
         params[key] = rest;
       } else if (kind == "set") {

@@ -16,6 +16,7 @@ namespace transcript {
 ///     set KEY = VALUE          an argument of what is run
 ///     dir PATH                 a directory
 ///     file PATH = TEXT         a file
+///     link PATH = TARGET       a symbolic link
 ///     program PATH             an executable file; PATH is $DIR/bin
 ///     home USER = PATH         an account and its home
 ///     os-release TEXT          of this host

@@ -179,7 +179,7 @@ TEST_F(LocalTest, TheLocalPanelIsAskedOnItsSocket) {
   EXPECT_TRUE(Holds([&](const Local& local) {
     local.Query("func=a");
     EXPECT_EQ(Sent().socket, "/run/test.sock");
-    EXPECT_EQ(Sent().url, "http://localhost/");
+    EXPECT_EQ(Sent().url, "http://vortrel/");
     EXPECT_EQ(Sent().agent, "tarvin");
     EXPECT_EQ(Sent().timeout, 0);
   }));

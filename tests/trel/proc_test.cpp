@@ -55,6 +55,14 @@ TEST(Execute, KeepsOutputAndErrorsAsTheOptionsSay) {
   EXPECT_EQ(Execute(command, 0).Result(), 0);
 }
 
+TEST(Execute, RefusesAnOptionWordWithUnknownBits) {
+  for (const int options : {1, 8, 64, 256, kAll | 1}) {
+    EXPECT_THAT(support::ErrorOf([&] { Execute("true", options); }),
+                testing::MatchesRegex("assert: trel/proc:[0-9]+ trel_proc::Execute::Execute: an "
+                                      "option word with unknown bits"));
+  }
+}
+
 TEST(Execute, KeepsOutputThatComesByteByByte) {
   // Starting a program takes long enough for each byte to be read alone.
   EXPECT_EQ(OutputOf("for i in 1 2 3 4 5 6 7 8 9; do printf $i; /bin/true; done"), "123456789");

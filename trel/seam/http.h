@@ -21,7 +21,7 @@ class TREL_EXPORT HttpFailure : public std::runtime_error {
 
 /// One POST of a form.
 struct HttpPost {
-  std::string url;            ///< where to; over a socket only its path counts
+  std::string url;            ///< where to; over a socket only its host and path count
   std::string socket;         ///< path of a Unix-domain socket; empty: over the network
   std::string body;           ///< application/x-www-form-urlencoded
   std::string language;       ///< Accept-Language; empty: none

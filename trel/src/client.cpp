@@ -91,12 +91,13 @@ std::string Client::Fill(const std::string& function, std::span<const std::strin
   return query;
 }
 
-Local::Local(const std::string& /*panel*/, const std::string& client) : client_(client) {}
+Local::Local(const std::string& panel, const std::string& client)
+    : url_("http://" + panel + "/"), client_(client) {}
 
 Result Local::Send(const std::string& query) const {
   auto post = MakePost(query);
   post.socket = trel_seam::Configuration().local_socket;
-  post.url = "http://localhost/";
+  post.url = url_;
   post.agent = client_;
   try {
     Result result(Exchange(post, post.socket));

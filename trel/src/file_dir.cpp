@@ -29,6 +29,10 @@ std::string GetFullPath(const std::string& program) {
 }
 
 Info::Info(const std::string& path, int options) {
+  if ((options & ~kFollowLinks) != 0) {
+    trel_err::AssertError::Raise("trel/file_dir", __LINE__, "trel_file::Info::Info",
+                                 "options with unknown bits");
+  }
   struct stat info {};
   const auto look = (options & kFollowLinks) != 0 ? stat : lstat;
   is_dir_ = look(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);

@@ -1,6 +1,7 @@
 #include "trel/trel_proc.h"
 
 #include "seam/seam.h"
+#include "trel/trel_err.h"
 
 namespace trel_proc {
 
@@ -21,7 +22,12 @@ Execute::Execute(const std::string& command, int options)
     : Execute(std::vector<std::string>{"/bin/sh", "-c", command}, options) {}
 
 Execute::Execute(const std::vector<std::string>& arguments, int options)
-    : arguments_(arguments), options_(options) {}
+    : arguments_(arguments), options_(options) {
+  if ((options & ~(kCaptureOutput | kCaptureErrors | kProcessGroup)) != 0) {
+    trel_err::AssertError::Raise("trel/proc", __LINE__, "trel_proc::Execute::Execute",
+                                 "an option word with unknown bits");
+  }
+}
 
 Execute& Execute::SetUser(const std::string& name) {
   user_ = name;

@@ -56,11 +56,12 @@ class TREL_EXPORT Client {
 /// object and value that it names; every other failure as "local" / "query" / what happened.
 class TREL_EXPORT Local : public Client {
  public:
-  /// `panel`: name of the panel; `client`: who asks.
+  /// `panel`: name of the panel, which a query asks for as its host; `client`: who asks.
   Local(const std::string& panel, const std::string& client);
 
  private:
   Result Send(const std::string& query) const override;
+  std::string url_;
   std::string client_;
 };
 

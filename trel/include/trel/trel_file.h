@@ -31,7 +31,8 @@ TREL_EXPORT std::string GetFullPath(const std::string& program);
 /// What a path leads to.
 class TREL_EXPORT Info {
  public:
-  /// Looks at `path`. `options`: bit 2 follows links.
+  /// Looks at `path`. `options`: bit 2 follows links. REQUIRES: no other bits
+  /// (trel_err::AssertError otherwise).
   Info(const std::string& path, int options);
   bool IsDir() const { return is_dir_; }
 

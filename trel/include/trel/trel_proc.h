@@ -25,7 +25,7 @@ TREL_EXPORT void CatchEndSignals();
 /// throws for a child that could not be started: that is a result (see Result).
 class TREL_EXPORT Execute {
  public:
-  /// Bits of the option word.
+  /// Bits of the option word. REQUIRES: no others (trel_err::AssertError otherwise).
   enum Option {
     kCaptureOutput = 2,   ///< Str() holds standard output
     kCaptureErrors = 4,   ///< Str() holds standard error too, in the order of writing
