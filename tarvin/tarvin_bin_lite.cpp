@@ -289,10 +289,11 @@ class Import5Lite::DatabaseStep {
     std::string pair;
     std::string source_server;
     std::string server;  ///< the local one
+    std::set<std::string> existing_users;
   };
 
   void Import(const trel_xml::XmlNode& element);
-  bool IsToBeKept(const Database& database) const;
+  bool IsToBeKept(Database& database) const;
   void ImportUsers(const Database& database);
   void CreateUser(const Database& database, const trel_xml::XmlNode& user);
   void CompletePassword(const std::string& user, StringMap& params) const;
@@ -334,7 +335,7 @@ void Import5Lite::DatabaseStep::Import(const trel_xml::XmlNode& element) {
   }
   name_ = element.FindNode("name").Str();
   if (!allow_upper_) name_ = str::Lower(name_);
-  Database database{name_, element.FindNode("pair").Str(), source_server, ""};
+  Database database{name_, element.FindNode("pair").Str(), source_server, "", {}};
   if (IsToBeKept(database)) return;
   TARVIN_LOG(5, "Restoring database '%s'", name_.c_str());
   const DumpFile dump(job_.userhomedir_, name_);
@@ -349,10 +350,12 @@ void Import5Lite::DatabaseStep::Import(const trel_xml::XmlNode& element) {
 
 /// True for a database that is here already and may not be replaced. The source's name of the
 /// server is looked for, as if servers were named alike on both hosts.
-bool Import5Lite::DatabaseStep::IsToBeKept(const Database& database) const {
+bool Import5Lite::DatabaseStep::IsToBeKept(Database& database) const {
   const auto known = databases_.find(database.name);
-  return known != databases_.end() && known->second.server == database.source_server &&
-         job_.KeepsDatabase(database.name, known->second.owner);
+  if (known == databases_.end() || known->second.server != database.source_server) return false;
+  if (job_.KeepsDatabase(database.name, known->second.owner)) return true;
+  database.existing_users = known->second.users;
+  return false;
 }
 
 void Import5Lite::DatabaseStep::ImportUsers(const Database& database) {
@@ -381,6 +384,8 @@ void Import5Lite::DatabaseStep::CreateUser(const Database& database,
     CompletePassword(name, params);
   } else {
     params["name"] = name;
+    // The inventory leaves the users of a database empty: for now no element is named.
+    if (database.existing_users.contains(name)) params["elid"] = name;
   }
   try {
     local_.Query("func=db.users.edit", params);
