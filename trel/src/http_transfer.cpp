@@ -32,6 +32,7 @@ const std::string* FindPin(const Conf& conf, const std::string& place) {
 }
 
 int OnSocket(void*, curl_socket_t socket, curlsocktype) {
+  CloseOnExec(socket);
   NoticeDeadPeer(socket);
   return CURL_SOCKOPT_OK;
 }

@@ -60,6 +60,7 @@ void SshSession::SetTimeout(long seconds) {
 
 void SshSession::Connect() {
   if (ssh_connect(get()) != SSH_OK) throw Failure(SshStep::kConnect, Reason());
+  CloseOnExec(ssh_get_fd(get()));
   // libssh itself never notices that a peer is gone.
   NoticeDeadPeer(ssh_get_fd(get()));
   SetTimeout(kAnswerTimeout);

@@ -135,10 +135,9 @@ std::string base64::Decode(const std::string& text) {
   // The library passes over zero bytes as if they were among the blanks, and takes bytes beyond
   // ASCII for digits.
   const bool ascii = std::ranges::all_of(text, [](char c) { return c > '\0'; });
-  if (!ascii ||
-      sodium_base642bin(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(), text.data(),
-                        text.size(), kBlanks.data(), &size, nullptr,
-                        sodium_base64_VARIANT_ORIGINAL) != 0) {
+  if (!ascii || sodium_base642bin(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(),
+                                  text.data(), text.size(), kBlanks.data(), &size, nullptr,
+                                  sodium_base64_VARIANT_ORIGINAL) != 0) {
     sodium_memzero(bytes.data(), bytes.size());
     throw trel_err::Error("base64", "decode", "", "a value is not valid base64");
   }

@@ -1,5 +1,6 @@
 #include "tcp.h"
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -18,6 +19,10 @@ void NoticeDeadPeer(int socket) noexcept {
   set(IPPROTO_TCP, TCP_KEEPCNT, 3);
   // Keepalive is silent while data waits to be acknowledged; this limit is not.
   set(IPPROTO_TCP, TCP_USER_TIMEOUT, 15'000);
+}
+
+void CloseOnExec(int socket) noexcept {
+  fcntl(socket, F_SETFD, FD_CLOEXEC);
 }
 
 }  // namespace trel_seam

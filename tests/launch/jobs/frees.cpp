@@ -24,7 +24,8 @@ __attribute__((no_sanitize("address"))) bool Holds(const char* begin, const char
   return false;
 }
 
-/// Looks through all memory that this process may write. What a sanitizer keeps is too large.
+/// Looks through all memory that this process may write for the second half of the secret: the
+/// first bytes of what was freed are the allocator's. What a sanitizer keeps is too large.
 bool IsLeft(const char* reversed) {
   constexpr std::uintptr_t kLargest = 64 << 20;
   std::ifstream maps("/proc/self/maps");
@@ -35,11 +36,19 @@ bool IsLeft(const char* reversed) {
     if (std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, rights) != 3) continue;
     if (std::strncmp(rights, "rw", 2) != 0 || end - begin > kLargest) continue;
     if (Holds(reinterpret_cast<const char*>(begin), reinterpret_cast<const char*>(end), reversed,
-              std::strlen(reversed))) {
+              std::strlen(reversed) / 2)) {
       return true;
     }
   }
   return false;
+}
+
+/// The secret, often enough that what is allocated in its place at once leaves most of it.
+std::string Repeated(std::string_view reversed) {
+  constexpr std::size_t kSize = 100'000;
+  std::string text;
+  while (text.size() < kSize) text.append(reversed.rbegin(), reversed.rend());
+  return text;
 }
 
 void Tell(const char* what, const char* reversed) {
@@ -53,15 +62,13 @@ void Tell(const char* what, const char* reversed) {
 extern "C" int vormain(int, char** argv) {
   prctl(PR_SET_DUMPABLE, 1);  // a process that cannot be dumped may not see its own map
   const char* reversed = argv[1];
-  const std::string_view backwards = reversed;
-  std::optional<std::string> text(std::in_place, backwards.rbegin(), backwards.rend());
+  std::optional<std::string> text(Repeated(reversed));
   Tell("in a text", reversed);
-  text->append(10'000, 'x');
   text.reset();
   Tell("behind a text that grew", reversed);
 
   std::optional<trel_xml::Xml> document(trel_xml::Xml::Parse("<doc/>"));
-  document->GetRoot().SetContent({backwards.rbegin(), backwards.rend()});
+  document->GetRoot().SetContent(Repeated(reversed));
   Tell("in a document", reversed);
   document.reset();
   Tell("behind a document", reversed);
