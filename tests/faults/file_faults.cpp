@@ -135,6 +135,20 @@ std::vector<Fault> MakeChanges() {
              [](const std::string& dir) { fs::remove(Dump(dir)); }),
       Change("the dump cut short before it is restored", "db.restore", restore, "not a dump",
              [](const std::string& dir) { fs::resize_file(Dump(dir), 9); }),
+      Change("a link in place of the public key", "ssh-keygen, done", OfFile("open public key"),
+             "symbolic link",
+             [](const std::string& dir) {
+               GiveHomeAway(dir);
+               LinkTo(dir + "/victim", PublicKey(dir));
+             }),
+      Change("a pipe in place of the public key", "ssh-keygen, done", OfFile("open public key"),
+             "nvalid argument",
+             [](const std::string& dir) {
+               GiveHomeAway(dir);
+               const std::string key = PublicKey(dir);
+               fs::remove(key);
+               mkfifo(key.c_str(), 0666);
+             }),
       Change("the keys removed before the copy", "uname", smooth, "",
              [](const std::string& dir) {
                for (std::string key = PublicKey(dir); !key.empty(); key = PublicKey(dir)) {
