@@ -6,8 +6,10 @@
 #include <set>
 
 #include "faults/matrix.h"
+#include "faults/page.h"
 #include "faults/rules.h"
 #include "support/forked.h"
+#include "support/scratch.h"
 
 namespace faults {
 namespace {
@@ -68,6 +70,12 @@ TEST_F(FaultMatrix, NeedsLittleMemoryInEveryCell) {
   for (const auto& entry : TheMatrix().entries) {
     EXPECT_LT(entry.result.memory_kib, kMemoryLimitKib) << Describe(entry.call) << entry.fault;
   }
+}
+
+TEST_F(FaultMatrix, IsWhatThePageOnReliabilityShows) {
+  const std::string page = support::ReadFile(PAGE);
+  EXPECT_EQ(ReplaceTables(page, MakeTables(TheMatrix())), page)
+      << "to be written anew with: fault_matrix --table";
 }
 
 }  // namespace

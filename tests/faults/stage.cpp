@@ -22,7 +22,9 @@ class Panels : public trel_seam::Http {
     const auto query = ParseQuery(post.body);
     const auto key = query.find("key");
     if (key != query.end()) stage_.login_key = key->second;
-    const Fault* fault = stage_.Meet(NameQuery(channel, query, stage_.calls));
+    const auto call = NameQuery(channel, query, stage_.calls);
+    CheckManner(call, post);
+    const Fault* fault = stage_.Meet(call);
     std::string answer;
     if (fault == nullptr || fault->acted) {
       answer = local ? AnswerHere(stage_.world, query) : AnswerOfSource(stage_.world, query);
@@ -54,6 +56,19 @@ class Panels : public trel_seam::Http {
   }
 
  private:
+  /// Waiting has a limit, but for certificates; a submission goes out once.
+  void CheckManner(const Call& call, const trel_seam::HttpPost& post) {
+    constexpr int kLimit = 45;
+    const bool of_certificates =
+        call.key == "actionlist" || call.key == "sslcert" || call.key == "letsencrypt.backup.get";
+    if (call.channel == Channel::kSourcePanel && !of_certificates && post.timeout != kLimit) {
+      stage_.world.Trespass(Describe(call) + " is waited for without limit");
+    }
+    if (post.body.find("sok=ok") != std::string::npos && !post.at_most_once) {
+      stage_.world.Trespass(Describe(call) + " may be sent twice");
+    }
+  }
+
   [[noreturn]] void Fail(const std::string& place, const Fault& fault,
                          const trel_seam::HttpPost& post) {
     const std::string text = fault.text.empty() ? TimeoutText(post.timeout) : fault.text;

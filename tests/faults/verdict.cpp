@@ -18,6 +18,20 @@ bool ParamsAreLeft(const Stage& stage) {
   return fs::exists(fs::symlink_status(stage.world.dir + "/params"));
 }
 
+/// What is in the home that neither was there nor was copied, and the copy's keys wherever they
+/// are.
+std::set<std::string> FilesLeft(const Stage& stage) {
+  std::set<std::string> left;
+  for (const auto& entry : fs::directory_iterator(stage.world.dir + "/home")) {
+    const std::string name = entry.path().filename();
+    if (name != "index.html" && name != "notes") left.insert(NameOfLeft(name));
+  }
+  for (const auto& key : stage.keys) {
+    if (fs::exists(fs::symlink_status(key))) left.insert(NameOfLeft(fs::path(key).filename()));
+  }
+  return left;
+}
+
 /// Collects what is wrong.
 class Judgement {
  public:
@@ -106,14 +120,7 @@ class Judgement {
     if (left != forecast_.params_left) {
       wrong_.push_back(left ? "the parameters file is left" : "the parameters file is gone");
     }
-    std::set<std::string> found;
-    for (const auto& entry : fs::directory_iterator(stage_.world.dir + "/home")) {
-      const std::string name = entry.path().filename();
-      if (name != "index.html" && name != "notes") found.insert(NameOfLeft(name));
-    }
-    for (const auto& key : stage_.keys) {
-      if (fs::exists(fs::symlink_status(key))) found.insert(NameOfLeft(fs::path(key).filename()));
-    }
+    const auto found = FilesLeft(stage_);
     const auto& wanted = forecast_.files_left;
     Expect("what is left of files", str::Join({wanted.begin(), wanted.end()}, ", "),
            str::Join({found.begin(), found.end()}, ", "));
@@ -158,7 +165,7 @@ std::vector<std::string> SecretsOf(const Stage& stage) {
   return secrets;
 }
 
-std::vector<std::string> Leftovers(const Stage& stage, const Observed& observed) {
+std::vector<std::string> Leftovers(const Stage& stage) {
   const auto before = StateBefore(stage.world.scenario);
   const auto& now = stage.world.state;
   std::vector<std::string> left;
@@ -169,7 +176,8 @@ std::vector<std::string> Leftovers(const Stage& stage, const Observed& observed)
   }
   if (ParamsAreLeft(stage)) left.push_back("the parameters file");
   if (!now.in_service && !stage.world.scenario.second) left.push_back("the account suspended");
-  if (observed.end == End::kTerminates && now.in_service) left.push_back("the account in service");
+  // Whose dump it is does not matter to the reader.
+  for (const auto& file : FilesLeft(stage)) left.push_back("the " + file.substr(0, file.find('.')));
   return left;
 }
 
@@ -183,7 +191,7 @@ std::string Summarise(const Stage& stage, const Observed& observed) {
     if (!Has(problems, "`" + one.object + "`")) str::Append(problems, "`" + one.object + "`", ", ");
   }
   text += " | " + (problems.empty() ? "none" : problems) + " | ";
-  const auto left = Leftovers(stage, observed);
+  const auto left = Leftovers(stage);
   return text + (left.empty() ? "nothing" : str::Join(left, ", "));
 }
 

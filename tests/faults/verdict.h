@@ -25,7 +25,7 @@ std::vector<std::string> Judge(const Stage& stage, const Observed& observed,
 std::vector<std::string> SecretsOf(const Stage& stage);
 
 /// What stays behind that was not there before, in words; empty for nothing.
-std::vector<std::string> Leftovers(const Stage& stage, const Observed& observed);
+std::vector<std::string> Leftovers(const Stage& stage);
 
 /// The outcome as a line of the page: "status 0; db_dump; leaves ...".
 std::string Summarise(const Stage& stage, const Observed& observed);
