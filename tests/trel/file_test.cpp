@@ -71,6 +71,27 @@ TEST_F(FileTest, ReadDrainsAPipe) {
   EXPECT_TRUE(writer.Holds());
 }
 
+TEST_F(FileTest, ReadTakesNoLinkAndNoPipeThatOthersMayHavePut) {
+  REQUIRE_ROOT();
+  const auto file = scratch_.Write("file", "ours");
+  fs::create_directory(scratch_.Path("theirs"));
+  const auto plain = scratch_.Write("theirs/plain", "text");
+  const auto link = Link("theirs/link", file);
+  const auto pipe = scratch_.Path("theirs/pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(trel_file::Read(link), "ours");  // nobody but us could have put it
+  constexpr uid_t kNobody = 65534;
+  for (const auto& [owner, mode] :
+       {std::pair(kNobody, 0700U), std::pair(uid_t(0), 0777U), std::pair(uid_t(0), 01777U)}) {
+    ASSERT_EQ(chown(scratch_.Path("theirs").c_str(), owner, owner), 0);
+    ASSERT_EQ(chmod(scratch_.Path("theirs").c_str(), mode), 0);
+    EXPECT_EQ(trel_file::Read(plain), "text");
+    EXPECT_EQ(ErrorOf([&] { trel_file::Read(link); }),
+              Says("read", link, "Too many levels of symbolic links"));
+    EXPECT_EQ(ErrorOf([&] { trel_file::Read(pipe); }), Says("read", pipe, "Invalid argument"));
+  }
+}
+
 TEST_F(FileTest, ReadAndWriteGoOnWhenInterrupted) {
   const auto pipe = scratch_.Path("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);

@@ -28,6 +28,20 @@ Descriptor Open(const std::string& operation, const std::string& path, int flags
   return file;
 }
 
+/// Opens `path` to be read. Where others can put names it is a file or nothing: a link of theirs
+/// could lead to what they may not read themselves, and a pipe of theirs would hold us for ever.
+Descriptor OpenToRead(const std::string& path) {
+  const auto [dir, name] = SplitPath(path);
+  const Descriptor place(open(dir.empty() ? "." : dir.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!place || NamesAreTrusted(place)) return Open("read", path, O_RDONLY);
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+  Descriptor file(openat(place.get(), name.c_str(), kFlags));
+  struct stat status {};
+  if (!file || fstat(file.get(), &status) != 0) Fail("read", path, errno);
+  if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)) Fail("read", path, EINVAL);
+  return file;
+}
+
 void WriteAll(const Descriptor& file, const std::string& path, std::string_view text) {
   while (!text.empty()) {
     const auto size = TEMP_FAILURE_RETRY(write(file.get(), text.data(), text.size()));
@@ -89,7 +103,7 @@ bool Exists(const std::string& path) {
 }
 
 std::string Read(const std::string& path) {
-  const auto file = Open("read", path, O_RDONLY);
+  const auto file = OpenToRead(path);
   std::string text;
   constexpr std::size_t kPiece = 1 << 16;
   for (std::size_t size = 0;;) {

@@ -18,4 +18,8 @@ struct SafePlace {
 /// Returns no descriptor and sets errno when the way is not there or not safe.
 SafePlace OpenPlace(const std::string& path);
 
+/// False for a directory in which somebody other than root or ourselves can put a name: what it
+/// leads to may be a link or a pipe of theirs.
+bool NamesAreTrusted(const Descriptor& dir);
+
 }  // namespace trel_file

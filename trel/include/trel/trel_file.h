@@ -12,7 +12,8 @@ namespace trel_file {
 
 /// True when `path` leads to something, links followed.
 TREL_EXPORT bool Exists(const std::string& path);
-/// The whole contents of a regular file (or a pipe); a directory is an error.
+/// The whole contents of a regular file (or a pipe); a directory is an error. So is a link or a
+/// pipe in a directory in which others can put names.
 TREL_EXPORT std::string Read(const std::string& path);
 /// Replaces the contents of `path`, which is made with mode 0600 when missing. An existing file
 /// keeps its mode. A link in the place of the file is an error, never followed.
