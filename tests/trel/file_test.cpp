@@ -321,12 +321,4 @@ TEST_F(FileTest, SafeSetTakesARightAwayFromBelowFirst) {
   }));
 }
 
-TEST(Info, RefusesOptionsWithUnknownBits) {
-  for (const int options : {1, 3, 4, -1}) {
-    EXPECT_THAT(support::ErrorOf([&] { trel_file::Info("/", options); }),
-                testing::MatchesRegex("assert: trel/file_dir:[0-9]+ trel_file::Info::Info: options "
-                                      "with unknown bits"));
-  }
-}
-
 }  // namespace

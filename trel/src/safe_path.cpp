@@ -12,18 +12,13 @@ namespace {
 /// True when root alone, or we ourselves, can put names into the directory.
 bool IsTrusted(const Descriptor& dir) {
   struct stat info {};
-  if (fstat(dir.get(), &info) != 0) return false;
-  const bool ours = info.st_uid == 0 || info.st_uid == geteuid();
-  const bool sticky = (info.st_mode & S_ISVTX) != 0;
-  return ours && ((info.st_mode & (S_IWGRP | S_IWOTH)) == 0 || sticky);
+  return fstat(dir.get(), &info) == 0 && (info.st_uid == 0 || info.st_uid == geteuid()) &&
+         (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-/// A step down. Links are followed only out of a directory whose names can be trusted; in a sticky
-/// directory anybody may put a link.
+/// A step down. Links are followed only out of a directory whose names can be trusted.
 Descriptor Enter(const Descriptor& dir, const std::string& name) {
-  struct stat info {};
-  const bool open_to_all = fstat(dir.get(), &info) != 0 || (info.st_mode & S_IWOTH) != 0;
-  const int links = IsTrusted(dir) && !open_to_all ? 0 : O_NOFOLLOW;
+  const int links = IsTrusted(dir) ? 0 : O_NOFOLLOW;
   return Descriptor(openat(dir.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | links));
 }
 
