@@ -22,7 +22,6 @@ using support::HoldsWhenForked;
 using support::ModeOf;
 using support::ReadFile;
 using trel_file::Attrs;
-using trel_file::Tmp;
 
 class FileTest : public testing::Test {
  protected:
@@ -208,49 +207,6 @@ TEST_F(FileTest, RemoveFileTakesAFileOrALinkAway) {
 TEST_F(FileTest, RemoveFileNamesWhatItCannotRemove) {
   EXPECT_EQ(ErrorOf([&] { trel_file::RemoveFile(scratch_.Dir()); }),
             Says("remove", scratch_.Dir(), "Is a directory"));
-}
-
-TEST_F(FileTest, TmpMakesAFreshFileForItsOwnerAloneAndRemovesIt) {
-  std::string path;
-  {
-    const Tmp file(scratch_.Path("dump"));
-    path = file.Path();
-    EXPECT_EQ(path.rfind(scratch_.Path("dump"), 0), 0U);
-    EXPECT_EQ(ModeOf(path), 0600U);
-    EXPECT_EQ(ReadFile(path), "");
-    const Tmp other(scratch_.Path("dump"));
-    EXPECT_NE(other.Path(), path);
-  }
-  EXPECT_TRUE(scratch_.Names().empty());
-}
-
-TEST_F(FileTest, TmpStaysWhenItIsKept) {
-  std::string path;
-  {
-    Tmp file(scratch_.Path("dump"));
-    path = file.Path();
-    file.Keep();
-  }
-  EXPECT_TRUE(trel_file::Exists(path));
-}
-
-TEST_F(FileTest, TmpDrawsAgainWhenTheNameIsTaken) {
-  const support::SeamKeeper keeper;
-  const auto host = std::make_shared<support::ScriptedHost>();
-  trel_seam::Current().host = host;
-  host->random = "AAAAAAAABBBBBBBBCCCCCCCC";
-  const auto taken = scratch_.Write("dump.4141414141414141", "kept");
-  const auto link = Link("dump.4242424242424242", scratch_.Path("none"));
-  const Tmp file(scratch_.Path("dump"));
-  EXPECT_EQ(file.Path(), scratch_.Path("dump.4343434343434343"));
-  EXPECT_EQ(ReadFile(taken), "kept");
-  EXPECT_FALSE(trel_file::Exists(scratch_.Path("none")));
-}
-
-TEST_F(FileTest, TmpNamesWhatItCannotMake) {
-  const auto error = ErrorOf([&] { Tmp(scratch_.Path("none/dump")); });
-  EXPECT_EQ(error.rfind("file: create: " + scratch_.Path("none/dump."), 0), 0U) << error;
-  EXPECT_THAT(error, testing::EndsWith(": No such file or directory)"));
 }
 
 TEST_F(FileTest, SafeSetGivesAFileOrADirectoryItsMode) {
