@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 
+#include "support/forked.h"
 #include "support/scratch.h"
 #include "support/seam.h"
 #include "trel/trel_file.h"
@@ -60,6 +62,36 @@ TEST(Info, RefusesOptionsWithUnknownBits) {
                 testing::MatchesRegex("assert: trel/file_dir:[0-9]+ trel_file::Info::Info: options "
                                       "with unknown bits"));
   }
+}
+
+/// Where the program "tool" is found when the process's PATH is `path`.
+std::string FoundIn(const std::string& path) {
+  const std::string before = std::getenv("PATH");
+  setenv("PATH", path.c_str(), 1);
+  const auto found = trel_file::GetFullPath("tool");
+  setenv("PATH", before.c_str(), 1);
+  return found;
+}
+
+TEST_F(DirTest, IsSearchedForAProgramInTheOrderOfThePath) {
+  for (const auto& name : {"a", "b", "c"}) fs::create_directory(scratch_.Path(name));
+  const auto path = scratch_.Path("a") + ":" + scratch_.Path("b") + ":" + scratch_.Path("c");
+  EXPECT_EQ(FoundIn(path), "");
+  const auto last = scratch_.Write("c/tool", "", 0700);
+  EXPECT_EQ(FoundIn(path), last);
+  scratch_.Write("a/tool", "no program", 0600);
+  EXPECT_EQ(FoundIn(path), last);
+  const auto middle = scratch_.Write("b/tool", "", 0700);
+  EXPECT_EQ(FoundIn(path), middle);
+  EXPECT_EQ(FoundIn(""), "");
+}
+
+TEST(GetFullPath, LooksInTheSystemsFoldersWithoutAPath) {
+  EXPECT_TRUE(support::HoldsWhenForked([] {
+    unsetenv("PATH");
+    EXPECT_EQ(trel_file::GetFullPath("sh"), "/usr/bin/sh");
+    EXPECT_EQ(trel_file::GetFullPath("no-such-program"), "");
+  }));
 }
 
 }  // namespace
