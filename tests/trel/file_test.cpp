@@ -274,6 +274,9 @@ TEST_F(FileTest, SafeSetTakesARightAwayFromBelowFirst) {
     fs::permissions(dir + "/b", fs::perms(0000));
     EXPECT_EQ(ErrorOf([&] { Attrs(0700).SafeSet(dir, true); }),
               Says("chmod", dir + "/b", "Permission denied"));
+    fs::permissions(dir, fs::perms(0400));  // its entries may be listed and not be looked at
+    EXPECT_EQ(ErrorOf([&] { Attrs(0700).SafeSet(dir, true); }),
+              Says("chmod", dir + "/b", "Permission denied"));
   }));
 }
 
