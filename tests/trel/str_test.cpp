@@ -133,6 +133,16 @@ TEST(Join, PutsTheSeparatorBetweenItems) {
   EXPECT_EQ(str::Join({"", ""}, ","), ",");
 }
 
+TEST(Split, GivesEachItemOnce) {
+  using Items = std::set<std::string>;
+  EXPECT_EQ(str::Split("", ","), Items());
+  EXPECT_EQ(str::Split("a", ","), Items{"a"});
+  EXPECT_EQ(str::Split("b,a,b", ","), (Items{"a", "b"}));
+  EXPECT_EQ(str::Split("a,,b", ","), (Items{"", "a", "b"}));
+  EXPECT_EQ(str::Split("a,", ","), Items{"a"});
+  EXPECT_EQ(str::Split("a, b,c", ", "), (Items{"a", "b,c"}));
+}
+
 TEST(Append, SeparatesFromATextThatIsNotEmpty) {
   std::string text;
   str::Append(text, "a", "&");

@@ -39,7 +39,7 @@ struct Entry {
   }
   /// The job's working directory is no part of the configuration.
   const std::string& Path() const {
-    if (Text().rfind('/', 0) != 0) Refuse("not an absolute path");
+    if (!Text().starts_with('/')) Refuse("not an absolute path");
     return Text();
   }
   std::vector<Entry> Children() const {
@@ -68,7 +68,7 @@ void SetCaFile(Conf& conf, const Entry& entry) {
 bool IsPin(const std::string& text) {
   constexpr std::string_view kKind = "sha256//";
   constexpr std::size_t kHashSize = 32;
-  if (text.rfind(kKind, 0) != 0) return false;
+  if (!text.starts_with(kKind)) return false;
   try {
     return str::base64::Decode(text.substr(kKind.size())).size() == kHashSize;
   } catch (const trel_err::Error&) {

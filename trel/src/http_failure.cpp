@@ -17,7 +17,7 @@ std::string Reason(CURL* handle, const std::string& details) {
 /// The reason alone, without the prefix that libcurl puts before what is wrong with a certificate.
 std::string WithoutPrefix(std::string details) {
   for (const std::string prefix : {"SSL certificate problem: ", "SSL: "}) {
-    if (details.rfind(prefix, 0) == 0) details.erase(0, prefix.size());
+    if (details.starts_with(prefix)) details.erase(0, prefix.size());
   }
   return LowerFirst(details);
 }

@@ -98,8 +98,8 @@ void Transfer::AddHeader(const std::string& line) {
   headers_.reset(list);
 }
 
+/// The content type of a form is what libcurl gives a post by itself.
 void Transfer::SetForm(const HttpPost& post) {
-  AddHeader("Content-Type: application/x-www-form-urlencoded");
   AddHeader("Expect:");  // the body goes out at once, without asking whether it is welcome
   if (!post.language.empty()) AddHeader("Accept-Language: " + post.language);
   curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_.get());

@@ -53,7 +53,6 @@ class FileSink : public trel_seam::LogSink {
 
   void Write(int level, std::string_view module, std::string_view message) noexcept override {
     std::string line;
-    line.reserve(message.size());
     for (const char c : message) {
       line += c;
       if (c == '\n') line += '\t';

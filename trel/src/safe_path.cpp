@@ -19,12 +19,8 @@ Descriptor Enter(const Descriptor& dir, const std::string& name) {
 
 bool NamesAreTrusted(const Descriptor& dir) {
   struct stat info {};
-  if (fstat(dir.get(), &info) != 0) return false;
-  const bool ours = info.st_uid == 0 || info.st_uid == geteuid();
-  const bool sticky = (info.st_mode & S_ISVTX) != 0;
-  // In a sticky directory nobody can rename the names of others, but anybody can add one.
-  const bool closed = (info.st_mode & S_IWOTH) == 0 && ((info.st_mode & S_IWGRP) == 0 || sticky);
-  return ours && closed;
+  return fstat(dir.get(), &info) == 0 && (info.st_uid == 0 || info.st_uid == geteuid()) &&
+         (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
 SafePlace OpenPlace(const std::string& path) {

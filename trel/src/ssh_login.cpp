@@ -54,7 +54,7 @@ int TryPassword(ssh_session session, const std::string& password) {
 }  // namespace
 
 SshKey ReadKey(const SshTarget& target) {
-  const bool is_text = target.key.rfind("-----BEGIN", 0) == 0;
+  const bool is_text = target.key.starts_with("-----BEGIN");
   const auto name = is_text ? std::string("the given private key") : "private key " + target.key;
   const char* passphrase = target.passphrase.empty() ? nullptr : target.passphrase.c_str();
   const auto import = is_text ? ssh_pki_import_privkey_base64 : ssh_pki_import_privkey_file;

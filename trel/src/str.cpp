@@ -109,7 +109,6 @@ std::string url::Encode(const std::string& text) {
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string encoded;
-  encoded.reserve(text.size());
   for (const char c : text) {
     if (kPlain.find(c) != std::string_view::npos) {
       encoded += c;

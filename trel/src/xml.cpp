@@ -173,7 +173,6 @@ XPath Xml::GetNodes(const std::string& xpath) const {
     auto found = document_->tree.select_nodes(xpath.c_str());
     found.sort();
     std::vector<pugi::xml_node_struct*> nodes;
-    nodes.reserve(found.size());
     for (const auto& item : found) {
       if (item.node()) nodes.push_back(item.node().internal_object());
     }
