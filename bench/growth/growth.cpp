@@ -1,6 +1,6 @@
-#include <ctime>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -48,9 +48,13 @@ void Move(const Account& account) {
   if (vormain(2, argv) != 0) throw std::runtime_error("the job has failed");
 }
 
-/// Nanoseconds for each of the `objects` that `full` has and `empty` has not.
-double PerObject(const Account& full, const Account& empty, std::size_t objects) {
-  const std::size_t times = std::max<std::size_t>(1, kWork / objects);
+std::size_t Times(std::size_t objects) {
+  return std::max<std::size_t>(1, kWork / objects);
+}
+
+/// Nanoseconds for each of the `objects` that `full` has and `empty` has not, moved `times` over.
+double PerObject(const Account& full, const Account& empty, std::size_t objects,
+                 std::size_t times) {
   InstallPeers(empty);
   const double base = Timed(times, [&] { Move(empty); });
   InstallPeers(full);
@@ -58,62 +62,76 @@ double PerObject(const Account& full, const Account& empty, std::size_t objects)
 }
 
 double Databases(const std::string& generation, std::size_t size) {
-  return PerObject({generation, size, 1, ""}, {generation, 0, 1, ""}, size);
+  return PerObject({generation, size, 1, ""}, {generation, 0, 1, ""}, size, Times(size));
 }
 
 double Users(const std::string& generation, std::size_t size) {
-  return PerObject({generation, 10, size, ""}, {generation, 10, 0, ""}, size * 10);
+  // A database without users costs less than its users do not: it is passed over.
+  return PerObject({generation, 10, size + 1, ""}, {generation, 10, 1, ""}, size * 10,
+                   Times(size * 10));
 }
 
-double Passwd(std::size_t size) {
+/// Read once: the memory that a large one needs is new to a job.
+double Passwd(std::size_t size, std::size_t stride) {
   std::string passwd = "mover:x:1000:1000::/home/mover:/bin/bash\n";
   for (std::size_t i = 0; i < size; ++i) {
-    const auto number = std::to_string(1'000'000 + i * 7919 % size);
+    const auto number = std::to_string(1'000'000 + i * stride % size);
     passwd += "user" + number + ":x:" + number + ":" + number + ":A User,,,:/home/user" + number +
               ":/bin/bash\n";
   }
-  return PerObject({"4", 0, 0, passwd}, {"4", 0, 0, passwd.substr(0, passwd.find('\n') + 1)}, size);
+  const Account lonely{"4", 0, 0, passwd.substr(0, passwd.find('\n') + 1)};
+  InstallPeers(lonely);
+  Move(lonely);
+  return PerObject({"4", 0, 0, passwd}, lonely, size, 1);
 }
 
-/// For each byte of a list: read, and every element's name looked at.
+/// Answers every query with one list.
+class ListPanel : public trel_seam::Http {
+ public:
+  explicit ListPanel(std::size_t size) : list_(bench::ListOfSize(size)) {}
+  trel_seam::HttpReply Post(const trel_seam::HttpPost&) override { return {200, list_}; }
+  int Get(const std::string&, int, const std::function<void(std::string_view)>&) override {
+    return 404;
+  }
+  std::size_t size() const { return list_.size(); }
+
+ private:
+  const std::string list_;
+};
+
+/// For each byte of a list that is read once, each element's name looked at.
 double Reply(std::size_t size) {
-  trel_log::Init("growth", 9);
-  auto& seam = trel_seam::Current();
-  class OneAnswer : public trel_seam::Http {
-   public:
-    explicit OneAnswer(std::size_t size) : answer(bench::ListOfSize(size)) {}
-    trel_seam::HttpReply Post(const trel_seam::HttpPost&) override { return {200, answer}; }
-    int Get(const std::string&, int, const std::function<void(std::string_view)>&) override {
-      return 404;
+  const auto read = [] {
+    const trel_client::Remote panel("https://src.example:1500/");
+    for (const auto& element : panel.Query("func=db").elems()) {
+      if (element.FindNode("name").Str().empty()) throw std::runtime_error("a nameless element");
     }
-    const std::string answer;
   };
-  const auto peer = std::make_shared<OneAnswer>(size);
-  seam.http = peer;
-  const trel_client::Remote panel("https://src.example:1500/");
-  std::size_t letters = 0;
-  constexpr std::size_t kBytes = 20'000'000;
-  const std::size_t times = std::max<std::size_t>(1, kBytes / peer->answer.size());
-  const double time = Timed(times, [&] {
-    for (const auto& element : panel.Query("func=db").elems())
-      letters += element.FindNode("name").Str().size();
+  // A first reply, so that what any first one costs is left out.
+  trel_seam::Current().http = std::make_shared<ListPanel>(1);
+  read();
+  const auto panel = std::make_shared<ListPanel>(size);
+  trel_seam::Current().http = panel;
+  return Timed(1, read) / static_cast<double>(panel->size());
+}
+
+/// Nanoseconds for reading a parameters file of `size` lines, `times` over.
+double ReadParameters(std::size_t size, std::size_t times) {
+  std::string text;
+  for (std::size_t i = 0; i < size; ++i)
+    text += "parameter" + std::to_string(1'000'000 + i) + " = a value of some length\n";
+  WriteFile("params", text);
+  return Timed(times, [] {
+    StringMap params;
+    tarvin::BinParams("growth").Get("params", params);
   });
-  if (letters == 0) throw std::runtime_error("the list is empty");
-  return time / static_cast<double>(times * peer->answer.size());
 }
 
 double Parameters(std::size_t size) {
   trel_log::Init("growth", 9);
-  std::string text;
-  for (std::size_t i = 0; i < size; ++i)
-    text += "parameter" + std::to_string(1'000'000 + i * 7919 % size) + " = a value of some length\n";
-  WriteFile("params", text);
-  const std::size_t times = std::max<std::size_t>(1, kWork / size);
-  return Timed(times, [] {
-           StringMap params;
-           tarvin::BinParams("growth").Get("params", params);
-         }) /
-         static_cast<double>(times * size);
+  const std::size_t times = Times(size);
+  const double base = ReadParameters(0, times);
+  return (ReadParameters(size, times) - base) / static_cast<double>(times * size);
 }
 
 const std::map<std::string, std::function<double(std::size_t)>> kRows{
@@ -121,7 +139,9 @@ const std::map<std::string, std::function<double(std::size_t)>> kRows{
     {"databases5", [](std::size_t size) { return Databases("5", size); }},
     {"users4", [](std::size_t size) { return Users("4", size); }},
     {"users5", [](std::size_t size) { return Users("5", size); }},
-    {"passwd", Passwd},
+    {"passwd", [](std::size_t size) { return Passwd(size, 1); }},
+    // A prime number that no size is a multiple of: names in no order.
+    {"passwd_mixed", [](std::size_t size) { return Passwd(size, 7919); }},
     {"reply", Reply},
     {"parameters", Parameters},
 };

@@ -50,9 +50,9 @@ std::string User(std::size_t i) {
 /// The description that a form has with it, as long as a real one.
 std::string Description() {
   std::string fields;
-  for (const char* name : {"username", "password", "confirm", "remote_access", "addr_list",
-                           "select", "insert", "update", "delete", "create", "drop", "alter",
-                           "index", "grant", "references", "lock"}) {
+  for (const char* name :
+       {"username", "password", "confirm", "remote_access", "addr_list", "select", "insert",
+        "update", "delete", "create", "drop", "alter", "index", "grant", "references", "lock"}) {
     fields += std::string("<field name=\"") + name + "\"><input name=\"" + name +
               "\" type=\"checkbox\"/></field>";
   }
@@ -66,10 +66,11 @@ std::string Form4() {
                            "index", "grant", "references", "lock"}) {
     rights += std::string("<") + name + "_priv>on</" + name + "_priv>";
   }
-  return Doc("<dbusername>mover_user</dbusername>"
-             "<dbuserhash>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</dbuserhash>"
-             "<dbuserhostfrom>10.99.0.2</dbuserhostfrom>" +
-             rights + Description());
+  return Doc(
+      "<dbusername>mover_user</dbusername>"
+      "<dbuserhash>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</dbuserhash>"
+      "<dbuserhostfrom>10.99.0.2</dbuserhostfrom>" +
+      rights + Description());
 }
 
 std::string Form5() {
@@ -78,17 +79,19 @@ std::string Form5() {
                            "index", "references", "lock"}) {
     rights += std::string("<") + name + ">on</" + name + ">";
   }
-  return Doc("<plid>mover_d-&gt;mysql</plid><elid>mover_u</elid><hash>on</hash>"
-             "<password>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</password>"
-             "<confirm>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</confirm>" +
-             rights + Description());
+  return Doc(
+      "<plid>mover_d-&gt;mysql</plid><elid>mover_u</elid><hash>on</hash>"
+      "<password>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</password>"
+      "<confirm>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</confirm>" +
+      rights + Description());
 }
 
 /// Answers by the name of the function alone.
 class Panel : public trel_seam::Http {
  public:
   explicit Panel(const Account& account)
-      : source_{{"user.edit", Doc("<elid>mover</elid><shell>on</shell><limit_shell>on</limit_shell>")},
+      : source_{{"user.edit",
+                 Doc("<elid>mover</elid><shell>on</shell><limit_shell>on</limit_shell>")},
                 {"auth", Doc("<auth>8ab9d3e672f30551fdb0dc17108e31f4</auth>")},
                 {"db.server", Servers()},
                 {"db", List(account.databases, account.generation == "4" ? Database4 : Database5)},

@@ -33,8 +33,8 @@ class FileSink : public trel_seam::LogSink {
  public:
   explicit FileSink(Descriptor file)
       : file_(std::move(file)),
-        head_("%Y-%m-%dT%H:%M:%S.%f " + std::to_string(getpid()),
-              spdlog::pattern_time_type::local, "") {}
+        head_("%Y-%m-%dT%H:%M:%S.%f " + std::to_string(getpid()), spdlog::pattern_time_type::local,
+              "") {}
 
   void Write(int level, std::string_view module, std::string_view message) noexcept override {
     const std::lock_guard guard(lock_);
