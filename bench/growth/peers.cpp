@@ -73,19 +73,6 @@ std::string Form4() {
       rights + Description());
 }
 
-std::string Form5() {
-  std::string rights;
-  for (const char* name : {"select", "insert", "update", "delete", "create", "drop", "alter",
-                           "index", "references", "lock"}) {
-    rights += std::string("<") + name + ">on</" + name + ">";
-  }
-  return Doc(
-      "<plid>mover_d-&gt;mysql</plid><elid>mover_u</elid><hash>on</hash>"
-      "<password>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</password>"
-      "<confirm>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</confirm>" +
-      rights + Description());
-}
-
 /// Answers by the name of the function alone.
 class Panel : public trel_seam::Http {
  public:
@@ -96,7 +83,7 @@ class Panel : public trel_seam::Http {
                 {"db.server", Servers()},
                 {"db", List(account.databases, account.generation == "4" ? Database4 : Database5)},
                 {"db.users", List(account.users, User)},
-                {"db.users.edit", account.generation == "4" ? Form4() : Form5()}},
+                {"db.users.edit", account.generation == "4" ? Form4() : UserForm()}},
         local_{{"optionlist.edit", Doc("<value>off</value>")}, {"db.server", Servers()}} {}
 
   trel_seam::HttpReply Post(const trel_seam::HttpPost& post) override {
@@ -155,6 +142,19 @@ class Programs : public trel_seam::Processes {
 };
 
 }  // namespace
+
+std::string UserForm() {
+  std::string rights;
+  for (const char* name : {"select", "insert", "update", "delete", "create", "drop", "alter",
+                           "index", "references", "lock"}) {
+    rights += std::string("<") + name + ">on</" + name + ">";
+  }
+  return Doc(
+      "<plid>mover_d-&gt;mysql</plid><elid>mover_u</elid><hash>on</hash>"
+      "<password>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</password>"
+      "<confirm>*0D3CED9BEC10A777AEC23CCC353A8C08A633045E</confirm>" +
+      rights + Description());
+}
 
 void InstallPeers(const Account& account) {
   auto& seam = trel_seam::Current();

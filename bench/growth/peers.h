@@ -22,6 +22,9 @@ void InstallPeers(const Account& account);
 /// The parameters of the job that moves the account, whose home here is `home`.
 std::string ParametersOf(const Account& account, const std::string& home);
 
+/// A database user's form on a panel of generation 5, with the description that comes with it.
+std::string UserForm();
+
 /// A list of `size` bytes or a few more, as a panel gives it.
 std::string ListOfSize(std::size_t size);
 
