@@ -249,9 +249,9 @@ struct SPasswd {
 };
 
 /// The accounts of a passwd file by name; of a name that occurs twice the later line holds.
-std::map<std::string, SPasswd> ParsePasswd(const std::string& text) {
+std::map<std::string, SPasswd> ParsePasswd(std::string text) {
   std::map<std::string, SPasswd> accounts;
-  std::istringstream lines(text);
+  std::istringstream lines(std::move(text));
   for (std::string raw; std::getline(lines, raw);) {
     std::string line = str::Trim(raw);
     if (line.empty() || line.front() == '#') continue;
@@ -265,7 +265,8 @@ std::map<std::string, SPasswd> ParsePasswd(const std::string& text) {
     account.shell = line;
     TARVIN_LOG(9, "%s:%d parsed remote passwd user '%s' homedir '%s'", TARVIN_PLACE, name.c_str(),
                account.homedir.c_str());
-    accounts[name] = account;
+    // Names that are numbered come in order, so that the place is known.
+    accounts.insert_or_assign(accounts.end(), name, std::move(account));
   }
   return accounts;
 }
@@ -311,12 +312,12 @@ void Import4::FixRemoteEmailFileAccess(std::shared_ptr<trel_rpc::SSH> ssh) {
     return;
   }
   ssh->Execute("cat /etc/passwd");
-  const std::string passwd = ssh->Str();
+  std::string passwd = ssh->Str();
   if (ssh->Result() != 0) {
     TARVIN_LOG(3, "failed to get remote passwd");
     return;
   }
-  const auto accounts = ParsePasswd(passwd);
+  const auto accounts = ParsePasswd(std::move(passwd));
   const auto owner = accounts.find(username_);
   if (owner == accounts.end()) {
     TARVIN_LOG(3, "failed to find user '%s' in remote passwd", username_.c_str());

@@ -66,6 +66,14 @@ TEST(XmlParse, SaysWhatIsWrongAndWhere) {
   }
 }
 
+TEST(XmlParse, SeesABadByteWhereverItStands) {
+  for (std::size_t before = 0; before < 20; ++before) {
+    const auto text = "<a>" + std::string(before, 'x') + "\xFF" + std::string(20, 'x') + "</a>";
+    EXPECT_EQ(Refusal(text), "xml: parse (not an XML document: not UTF-8 at byte " +
+                                 std::to_string(before + 3) + ")");
+  }
+}
+
 TEST(XmlParse, RefusesReferencesToNoCharacter) {
   for (const std::string reference :
        {"&#0;", "&#00;", "&#x0;", "&#x0000;", "&#4294967296;", "&#x100000000;", "&#xD800;",

@@ -1,11 +1,12 @@
 #include "trel/trel_log.h"
 
 #include <fcntl.h>
-#include <spdlog/sinks/base_sink.h>
-#include <spdlog/spdlog.h>
+#include <spdlog/pattern_formatter.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -28,40 +29,33 @@ std::atomic<int> threshold{-1};
 
 /// Hands each line to the system at once: none waits in a buffer when the process is killed, and
 /// lines of two processes never mix.
-class LineWriter : public spdlog::sinks::base_sink<std::mutex> {
- public:
-  explicit LineWriter(Descriptor file) : file_(std::move(file)) {}
-
- protected:
-  void sink_it_(const spdlog::details::log_msg& message) override {
-    spdlog::memory_buf_t line;
-    formatter_->format(message, line);
-    [[maybe_unused]] const auto size = write(file_.get(), line.data(), line.size());
-  }
-  void flush_() override {}
-
- private:
-  Descriptor file_;
-};
-
 class FileSink : public trel_seam::LogSink {
  public:
   explicit FileSink(Descriptor file)
-      : logger_("trel", std::make_shared<LineWriter>(std::move(file))) {
-    logger_.set_pattern("%Y-%m-%dT%H:%M:%S.%f %P %v");
-  }
+      : file_(std::move(file)),
+        head_("%Y-%m-%dT%H:%M:%S.%f " + std::to_string(getpid()), spdlog::pattern_time_type::local,
+              "") {}
 
   void Write(int level, std::string_view module, std::string_view message) noexcept override {
-    std::string line;
-    for (const char c : message) {
-      line += c;
-      if (c == '\n') line += '\t';
+    const std::lock_guard guard(lock_);
+    // A message may be a whole reply of a panel: it is copied once.
+    spdlog::memory_buf_t line;
+    head_.format({"", spdlog::level::info, ""}, line);
+    fmt::format_to(std::back_inserter(line), " {} {} ", level, module);
+    while (!message.empty()) {
+      const auto size = std::min(message.find('\n'), message.size() - 1) + 1;
+      line.append(message.data(), message.data() + size);
+      if (line.end()[-1] == '\n') line.push_back('\t');
+      message.remove_prefix(size);
     }
-    logger_.info("{} {} {}", level, module, line);
+    line.push_back('\n');
+    [[maybe_unused]] const auto size = write(file_.get(), line.data(), line.size());
   }
 
  private:
-  spdlog::logger logger_;
+  Descriptor file_;
+  std::mutex lock_;
+  spdlog::pattern_formatter head_;
 };
 
 std::shared_ptr<trel_seam::LogSink>& File() {
@@ -92,15 +86,22 @@ Descriptor OpenFile(const std::string& path) {
   return file;
 }
 
-std::string Format(const char* format, va_list arguments) {
+/// Hands the formatted text to `take`. Most lines are short, and cost no memory of the heap.
+template <class Take>
+void Format(const char* format, va_list arguments, const Take& take) {
   va_list again;
   va_copy(again, arguments);
-  const int size = std::vsnprintf(nullptr, 0, format, arguments);
-  std::string text(static_cast<std::size_t>(std::max(size, 0)) + 1, '\0');
-  std::vsnprintf(text.data(), text.size(), format, again);
+  std::array<char, 512> brief;
+  const int size = std::vsnprintf(brief.data(), brief.size(), format, arguments);
+  const auto length = static_cast<std::size_t>(std::max(size, 0));
+  if (length < brief.size()) {
+    take(std::string_view(brief.data(), length));
+  } else {
+    std::string text(length, '\0');
+    std::vsnprintf(text.data(), length + 1, format, again);
+    take(std::string_view(text));
+  }
   va_end(again);
-  text.pop_back();
-  return text;
 }
 
 }  // namespace
@@ -125,7 +126,7 @@ void Module::Write(int level, const char* format, ...) const noexcept {
   if (sink == nullptr) return;
   va_list arguments;
   va_start(arguments, format);
-  sink->Write(level, name_, Format(format, arguments));
+  Format(format, arguments, [&](std::string_view text) { sink->Write(level, name_, text); });
   va_end(arguments);
 }
 

@@ -3,7 +3,8 @@
 #include <utf8.h>
 
 #include <charconv>
-#include <sstream>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "trel/trel_err.h"
@@ -45,9 +46,20 @@ void CheckReferences(std::string_view text) {
   }
 }
 
+/// The length of a beginning that is ASCII alone, looked for eight bytes at a time.
+std::ptrdiff_t AsciiLength(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::size_t at = 0;
+  for (std::uint64_t eight = 0; at + sizeof eight <= text.size(); at += sizeof eight) {
+    std::memcpy(&eight, text.data() + at, sizeof eight);
+    if ((eight & kHighBits) != 0) break;
+  }
+  return static_cast<std::ptrdiff_t>(at);
+}
+
 /// What the parser lets pass although it is no XML, or would be read as something else.
 void CheckBytes(const std::string& text) {
-  const auto valid = utf8::find_invalid(text.begin(), text.end());
+  const auto valid = utf8::find_invalid(text.begin() + AsciiLength(text), text.end());
   if (valid != text.end()) Refuse("not UTF-8", static_cast<std::size_t>(valid - text.begin()));
   const auto zero = text.find('\0');
   if (zero != text.npos) Refuse("a zero byte", zero);
@@ -64,6 +76,13 @@ void CheckRoot(const pugi::xml_document& tree, std::size_t size) {
     }
   }
 }
+
+struct Appender : pugi::xml_writer {
+  void write(const void* data, std::size_t size) override {
+    text.append(static_cast<const char*>(data), size);
+  }
+  std::string text;
+};
 
 }  // namespace
 
@@ -187,10 +206,10 @@ XmlNode Xml::GetRoot() const {
 }
 
 std::string Xml::Str(bool formatted) const {
-  std::ostringstream text;
+  Appender appender;
   const unsigned layout = formatted ? pugi::format_indent : pugi::format_raw;
-  document_->tree.save(text, "  ", layout | pugi::format_no_declaration, pugi::encoding_utf8);
-  return text.str();
+  document_->tree.save(appender, "  ", layout | pugi::format_no_declaration, pugi::encoding_utf8);
+  return std::move(appender.text);
 }
 
 }  // namespace trel_xml
