@@ -96,7 +96,8 @@ std::string Format(const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
   const int size = std::vsnprintf(nullptr, 0, format, arguments);
-  std::string text(static_cast<std::size_t>(std::max(size, 0)) + 1, '\0');
+  std::string text;
+  text.resize(static_cast<std::size_t>(std::max(size, 0)) + 1);
   std::vsnprintf(text.data(), text.size(), format, again);
   va_end(again);
   text.pop_back();

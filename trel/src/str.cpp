@@ -121,7 +121,8 @@ std::string url::Encode(const std::string& text) {
 }
 
 std::string hex::Encode(const std::string& bytes) {
-  std::string digits(bytes.size() * 2 + 1, '\0');
+  std::string digits;
+  digits.resize(bytes.size() * 2 + 1);
   sodium_bin2hex(digits.data(), digits.size(), reinterpret_cast<const unsigned char*>(bytes.data()),
                  bytes.size());
   digits.pop_back();
@@ -129,8 +130,9 @@ std::string hex::Encode(const std::string& bytes) {
 }
 
 std::string base64::Decode(const std::string& text) {
-  std::string bytes(text.size() / 4 * 3 + 3, '\0');
-  std::size_t size = 0;
+  std::string bytes;
+  bytes.resize(text.size());  // more than it takes
+  std::size_t size{};
   // The library would pass over zero bytes, as if they were among the blanks.
   if (text.find('\0') != std::string::npos ||
       sodium_base642bin(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(), text.data(),
