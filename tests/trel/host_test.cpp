@@ -32,6 +32,7 @@ TEST_F(HostTest, TellsCloudLinuxFromEveryOtherLinux) {
       {"ID=debian\nID_LIKE=cloudlinux\nVARIANT_ID=cloudlinux\n", kLinux},
       {"#ID=cloudlinux\nID=almalinux\n", kLinux},
       {"ID=cloudlinux2\n", kLinux},
+      {"ID=cloudlinux~\n", kLinux},
       {"ID=\n", kLinux},
       {"", kLinux},
   };

@@ -55,9 +55,10 @@ TEST(GetWord, TakesAZeroByteForAByteLikeOthers) {
 }
 
 TEST(GetWord, CutsAWordBetweenBlanks) {
-  for (const Cut& row : {Cut{"a b", "a", "b"}, Cut{"  a b", "a", "b"}, Cut{"a  b", "a", " b"},
-                         Cut{"a", "a", ""}, Cut{"a ", "a", ""}, Cut{"", "", ""},
-                         Cut{kAllBlanks, "", ""}, Cut{"a\nb", "a", "b"}, Cut{"a\vb", "a", "b"}}) {
+  for (const Cut& row :
+       {Cut{"a b", "a", "b"}, Cut{"  a b", "a", "b"}, Cut{"a  b", "a", " b"}, Cut{"a", "a", ""},
+        Cut{"a ", "a", ""}, Cut{"", "", ""}, Cut{kAllBlanks, "", ""}, Cut{"a\nb", "a", "b"},
+        Cut{"a\vb", "a", "b"}, Cut{"~a~ b", "~a~", "b"}}) {
     std::string text = row.text;
     EXPECT_EQ(str::GetWord(text), row.word) << "'" << row.text << "'";
     EXPECT_EQ(text, row.rest) << "'" << row.text << "'";
@@ -95,6 +96,7 @@ TEST(Trim, TakesTheBlanksFromBothEnds) {
   const std::string blanks = kAllBlanks;
   EXPECT_EQ(str::Trim(blanks + "a b" + blanks), "a b");
   EXPECT_EQ(str::Trim("a"), "a");
+  EXPECT_EQ(str::Trim(" ~a~ "), "~a~");
   EXPECT_EQ(str::Trim(blanks), "");
   EXPECT_EQ(str::Trim(""), "");
   EXPECT_EQ(str::Trim("\xC2\xA0"

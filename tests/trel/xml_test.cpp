@@ -89,6 +89,7 @@ TEST(XmlParse, ReadsReferencesToCharacters) {
   const auto document = Xml::Parse("<doc>&#65;&#x42;&#x10FFFF;&amp;#0;&quot;&apos;&gt;</doc>");
   EXPECT_EQ(document.GetRoot().Str(), "AB\xF4\x8F\xBF\xBF&#0;\"'>");
   EXPECT_EQ(Xml::Parse("<doc>R&#38;D &#</doc>").GetRoot().Str(), "R&D &#");
+  EXPECT_EQ(Xml::Parse("<doc>&#0~;&#x0 ;</doc>").GetRoot().Str(), "&#0~;&#x0 ;");
 }
 
 TEST(XmlParse, ExpandsNoEntityOfItsOwn) {

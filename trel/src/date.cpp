@@ -15,11 +15,10 @@ std::int64_t UniqueNow() {
   static std::atomic<std::int64_t> last{0};
   const std::int64_t now = trel_seam::Current().host->Now();
   std::int64_t before = last.load();
-  std::int64_t unique = 0;
-  do {
-    unique = std::max(now, before + 1);
-  } while (!last.compare_exchange_weak(before, unique));
-  return unique;
+  for (;;) {
+    const auto unique = std::max(now, before + 1);
+    if (last.compare_exchange_weak(before, unique)) return unique;
+  }
 }
 
 }  // namespace

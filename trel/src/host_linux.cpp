@@ -18,7 +18,8 @@ class LinuxHost : public Host {
   }
 
   std::string Random(std::size_t count) override {
-    std::string bytes(count, '\0');
+    std::string bytes;
+    bytes.resize(count);
     randombytes_buf(bytes.data(), bytes.size());
     return bytes;
   }

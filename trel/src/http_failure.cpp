@@ -9,7 +9,7 @@ namespace {
 
 /// The operating system's reason, or libcurl's details where it has none.
 std::string Reason(CURL* handle, const std::string& details) {
-  long error = 0;
+  long error{};
   curl_easy_getinfo(handle, CURLINFO_OS_ERRNO, &error);
   return error != 0 ? ReasonOf(static_cast<int>(error)) : LowerFirst(details);
 }
@@ -23,7 +23,7 @@ std::string WithoutPrefix(std::string details) {
 }
 
 bool Passed(CURL* handle, CURLINFO milestone) {
-  curl_off_t time = 0;
+  curl_off_t time{};
   curl_easy_getinfo(handle, milestone, &time);
   return time > 0;
 }

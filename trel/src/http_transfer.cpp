@@ -46,10 +46,8 @@ bool IsChunked(CURL* handle) {
 }  // namespace
 
 Transfer::Transfer(const Conf& conf, const Route& route)
-    : handle_(ThreadHandle()),
-      route_(route),
-      headers_(nullptr, curl_slist_free_all),
-      details_(CURL_ERROR_SIZE, '\0') {
+    : handle_(ThreadHandle()), route_(route), headers_(nullptr, curl_slist_free_all) {
+  details_.resize(CURL_ERROR_SIZE);
   SetRoute(conf);
   curl_easy_setopt(handle_, CURLOPT_ERRORBUFFER, details_.data());
   curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, OnBody);
@@ -128,13 +126,13 @@ std::optional<std::string> Transfer::Redirect() const {
 }
 
 bool Transfer::Sent() const {
-  curl_off_t time = 0;
+  curl_off_t time{};
   curl_easy_getinfo(handle_, CURLINFO_PRETRANSFER_TIME_T, &time);
   return time > 0;
 }
 
 int Transfer::Status() const {
-  long status = 0;
+  long status{};
   curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
   return static_cast<int>(status);
 }

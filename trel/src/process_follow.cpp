@@ -81,9 +81,9 @@ class Follower {
 
  private:
   void WaitForEvent() {
-    std::array<pollfd, 3> events{{{open_ ? child_.output.get() : -1, POLLIN, 0},
-                                  {ended_ ? -1 : child_.watch.get(), POLLIN, 0},
-                                  {asked_ ? -1 : EndAskedDescriptor(), POLLIN, 0}}};
+    std::array events{pollfd{open_ ? child_.output.get() : -1, POLLIN, 0},
+                      pollfd{ended_ ? -1 : child_.watch.get(), POLLIN, 0},
+                      pollfd{asked_ ? -1 : EndAskedDescriptor(), POLLIN, 0}};
     if (poll(events.data(), events.size(), Remaining()) < 0) return;
     if (events[0].revents != 0) open_ = output_.ReadFrom(child_.output);
     if (events[2].revents != 0) AskToEnd();
@@ -123,7 +123,7 @@ class Follower {
   }
 
   ProcessOutcome Outcome() {
-    int status = 0;
+    int status{};
     // Where SIGCHLD is ignored the system throws the status away: that is no success.
     if (TEMP_FAILURE_RETRY(waitpid(child_.pid, &status, 0)) < 0) {
       return {output_.TakeWith(std::string("wait: ") + std::strerror(errno)), kUnknownEnd};

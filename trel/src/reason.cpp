@@ -1,5 +1,6 @@
 #include "reason.h"
 
+#include <cctype>
 #include <system_error>
 
 namespace trel_seam {
@@ -9,11 +10,11 @@ std::string ReasonOf(int error) {
 }
 
 std::string LowerFirst(std::string text) {
-  const auto is = [&](std::size_t at, char first, char last) {
-    return at < text.size() && text[at] >= first && text[at] <= last;
+  const auto is_capital = [&](std::size_t at) {
+    return at < text.size() && std::isupper(static_cast<unsigned char>(text[at])) != 0;
   };
-  if (is(0, 'A', 'Z') && !is(1, 'A', 'Z'))  // "TLS" stays
-    text[0] = static_cast<char>(text[0] - 'A' + 'a');
+  if (is_capital(0) && !is_capital(1))  // "TLS" stays
+    text.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(text.front())));
   return text;
 }
 

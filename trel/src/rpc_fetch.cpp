@@ -65,7 +65,8 @@ class PartFile {
   std::string Document() const {
     const auto size = lseek(file_.get(), 0, SEEK_END);
     if (size > kDocumentLimit) return "";
-    std::string text(static_cast<std::size_t>(size), '\0');
+    std::string text;
+    text.resize(static_cast<std::size_t>(size));
     if (pread(file_.get(), text.data(), text.size(), 0) != size) Fail(path_, errno);
     return text;
   }

@@ -115,10 +115,9 @@ bool SshCommand::Drain(Stream stream) {
 }
 
 bool SshCommand::Feed(std::string_view& input) {
-  if (input_ended_) return false;
   if (input.empty()) {
-    ssh_channel_send_eof(channel_.get());
-    return input_ended_ = true;
+    ssh_channel_send_eof(channel_.get());  // once, however often it is asked for
+    return false;
   }
   const auto size =
       std::min<std::size_t>({input.size(), ssh_channel_window_size(channel_.get()), kPiece});

@@ -41,7 +41,6 @@ class SshCommand {
   const SshSession& session_;
   ssh_channel_callbacks_struct callbacks_;
   std::unique_ptr<ssh_channel_struct, decltype(&ssh_channel_free)> channel_;
-  bool input_ended_ = false;
   std::string output_;
   std::optional<int> status_;
   Clock::time_point ended_;

@@ -121,7 +121,8 @@ std::string url::Encode(const std::string& text) {
 }
 
 std::string hex::Encode(const std::string& bytes) {
-  std::string digits(bytes.size() * 2 + 1, '\0');
+  std::string digits;
+  digits.resize(bytes.size() * 2 + 1);
   sodium_bin2hex(digits.data(), digits.size(), reinterpret_cast<const unsigned char*>(bytes.data()),
                  bytes.size());
   digits.pop_back();
@@ -129,7 +130,7 @@ std::string hex::Encode(const std::string& bytes) {
 }
 
 std::string base64::Decode(const std::string& text) {
-  std::string bytes(text.size() / 4 * 3 + 3, '\0');
+  std::string bytes(text.size(), '\0');  // more than it takes
   std::size_t size = 0;
   // The library passes over zero bytes as if they were among the blanks, and takes bytes beyond
   // ASCII for digits.

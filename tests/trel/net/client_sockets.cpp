@@ -45,4 +45,10 @@ void ExpectDeadPeerIsNoticed(int port) {
   EXPECT_EQ(Option(socket, IPPROTO_TCP, TCP_USER_TIMEOUT), 15'000);
 }
 
+void ExpectSmallPiecesAreSent(int port) {
+  const auto sockets = SocketsTo(port);
+  ASSERT_EQ(sockets.size(), 1U);
+  EXPECT_EQ(Option(sockets.front(), IPPROTO_TCP, TCP_NODELAY), 1);
+}
+
 }  // namespace net_test

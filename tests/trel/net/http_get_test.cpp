@@ -36,9 +36,9 @@ TEST(HttpGet, EncodesWhatMayNotStandInAUrl) {
     request = wire.ReadRequest();
     wire.Send(Reply("x"));
   }});
-  Client().Get(server.url("/file?name=a b->\"#\n\xd0\xb0%20&key=1"));
+  Client().Get(server.url("/~file?name=a b->\"#\n\xd0\xb0%20&key=1"));
   EXPECT_EQ(request.substr(0, request.find(' ', 4)),
-            "GET /file?name=a%20b-%3E%22%23%0A%D0%B0%20&key=1");
+            "GET /~file?name=a%20b-%3E%22%23%0A%D0%B0%20&key=1");
 }
 
 TEST(HttpGet, TakesAnEmptyBody) {

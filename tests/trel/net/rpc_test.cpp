@@ -71,6 +71,8 @@ TEST_F(Ssh, HasNothingToSayBeforeTheFirstCommand) {
   EXPECT_THROW(ssh.CloseIn(), trel_err::AssertError);
   EXPECT_THROW(ssh.Str(), trel_err::AssertError);
   EXPECT_THROW(ssh.Result(), trel_err::AssertError);
+  EXPECT_EQ(FrameworkErrorOf([&] { ssh.Str(); }).name,
+            "assert: trel_rpc.h:0 SSH: no command was started");
 }
 
 TEST_F(Ssh, TellsALostConnectionFromACommandThatFailed) {

@@ -37,6 +37,7 @@ TEST_F(SshCommands, GiveAnEmptyOutputForASilentOne) {
 }
 
 TEST_F(SshCommands, TellASignalFromAStatus) {
+  EXPECT_EQ(Run("kill -HUP $$").status, 128 + SIGHUP);
   EXPECT_EQ(Run("kill -KILL $$").status, 128 + SIGKILL);
   EXPECT_EQ(Run("kill -TERM $$").status, 128 + SIGTERM);
 }
@@ -128,6 +129,10 @@ TEST_F(SshCommands, AreWaitedForOnlyOnceStarted) {
 
 TEST_F(SshCommands, RunOnAConnectionWhoseDeadPeerIsNoticed) {
   ExpectDeadPeerIsNoticed(sshd_.port());
+}
+
+TEST_F(SshCommands, AreSentWithoutWaitingForMore) {
+  ExpectSmallPiecesAreSent(sshd_.port());
 }
 
 TEST(OddSshCommands, AreLostWhenTheChannelClosesWithoutAStatus) {
