@@ -127,6 +127,12 @@ TEST_F(SshCommands, AreWaitedForOnlyOnceStarted) {
             sshd_.place() + ": no command runs");
 }
 
+TEST_F(SshCommands, AreWaitedForOnlyOnce) {
+  EXPECT_EQ(Run("true").status, 0);
+  EXPECT_EQ(SshFailureOf([this] { connection_->Finish("", true); }).text,
+            sshd_.place() + ": no command runs");
+}
+
 TEST_F(SshCommands, RunOnAConnectionWhoseDeadPeerIsNoticed) {
   ExpectDeadPeerIsNoticed(sshd_.port());
 }
