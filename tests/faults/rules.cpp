@@ -11,8 +11,8 @@ constexpr auto kCopySsh = Channel::kCopySsh;
 
 // What may stay behind.
 constexpr char kShell[] = "the shell on";
-constexpr char kKey[] = "the key, .ssh of root";
-constexpr char kKeyAlone[] = "the key";
+constexpr char kKey[] = "the key in authorized_keys, .ssh of root";
+constexpr char kKeyAlone[] = "the key in authorized_keys";
 constexpr char kNoKeys[] = "no authorized_keys";
 
 }  // namespace

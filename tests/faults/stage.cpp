@@ -193,6 +193,7 @@ const Fault* Stage::Meet(const Call& call) {
                      (plan_.fault->repeats && call.key == calls[plan_.at].key);
   if (index != plan_.at && !again) return nullptr;
   ++fired;
+  met.push_back(call);
   return plan_.fault;
 }
 
@@ -200,6 +201,7 @@ void Stage::Change(const std::string& at) {
   if (plan_.fault == nullptr || plan_.fault->kind != Fault::Kind::kChange) return;
   if (fired == 0 && plan_.fault->change_at == at) {
     ++fired;
+    met.push_back(plan_.fault->shows);
     plan_.fault->change(world.dir);
   } else if (fired == 1 && at == "problems.register" && plan_.fault->undo != nullptr) {
     ++fired;
@@ -217,6 +219,7 @@ int Stage::Meet(const std::string& operation, const std::string& path) {
                      plan_.fault->kind == Fault::Kind::kErrno;
   if (!meets) return 0;
   ++fired;
+  met.push_back(*call);
   return plan_.fault->status;
 }
 

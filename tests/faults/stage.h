@@ -41,6 +41,7 @@ class Stage : public FileWatch {
   World world;
   std::vector<Call> calls;
   std::vector<FileCall> file_calls;
+  std::vector<Call> met;               ///< those that met the fault
   int fired = 0;                       ///< how often the fault was met
   std::string said;                    ///< what the failure said, empty for other faults
   std::vector<std::string> arguments;  ///< everything that stood in an argument list, here or there
