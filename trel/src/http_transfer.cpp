@@ -67,13 +67,15 @@ void Transfer::SetRoute(const Conf& conf) {
   curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT, static_cast<long>(kConnectTimeout));
   curl_easy_setopt(handle_, CURLOPT_TIMEOUT_MS, route_.left_ms);
-  curl_easy_setopt(handle_, CURLOPT_SOCKOPTFUNCTION, OnSocket);
   curl_easy_setopt(handle_, CURLOPT_FRESH_CONNECT, static_cast<long>(route_.fresh));
   // Kept, the fresh ones would push those that are used again out of the store of connections.
   curl_easy_setopt(handle_, CURLOPT_FORBID_REUSE, static_cast<long>(route_.fresh));
   curl_easy_setopt(handle_, CURLOPT_BUFFERSIZE, static_cast<long>(kBufferSize));
-  if (!route_.socket.empty())
+  if (!route_.socket.empty()) {
     curl_easy_setopt(handle_, CURLOPT_UNIX_SOCKET_PATH, route_.socket.c_str());
+    return;  // within this host no peer dies unnoticed, and none shows a certificate
+  }
+  curl_easy_setopt(handle_, CURLOPT_SOCKOPTFUNCTION, OnSocket);
   SetTrust(conf);
 }
 
