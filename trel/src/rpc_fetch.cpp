@@ -46,8 +46,9 @@ class PartFile {
     if (!file_) Fail(path_, errno);
   }
 
-  /// Once it got there, nothing of this name is left.
-  ~PartFile() { unlinkat(place_.dir.get(), part_.c_str(), 0); }
+  ~PartFile() {
+    if (!part_.empty()) unlinkat(place_.dir.get(), part_.c_str(), 0);
+  }
 
   PartFile(const PartFile&) = delete;
   PartFile& operator=(const PartFile&) = delete;
@@ -82,6 +83,7 @@ class PartFile {
         renameat(dir, part_.c_str(), dir, place_.name.c_str()) != 0) {
       Fail(path_, errno);
     }
+    part_.clear();
   }
 
  private:
