@@ -46,16 +46,22 @@ TEST(Descriptors, OfThePlatformStayInItsProcess) {
   const support::Scratch scratch;
   const auto conf = scratch.Write("trel.toml", "log.dir = '" + scratch.Path("log") + "'\n");
   const net_test::Sshd sshd;
-  net_test::WebServer server;
-  server.routes().Post("/", [](const auto&, auto& response) { response.set_content("x", "a/b"); });
-  server.Start();
+  net_test::WebServer remote;
+  net_test::WebServer local(scratch.Path("panel.sock"));
+  for (auto* server : {&remote, &local}) {
+    server->routes().Post("/",
+                          [](const auto&, auto& response) { response.set_content("x", "a/b"); });
+    server->Start();
+  }
   EXPECT_TRUE(support::HoldsWhenForked([&] {
     setenv("TREL_CONF", conf.c_str(), 1);
     const auto before = Descriptors();
     trel_log::Init("job", 9);
     const auto http = trel_seam::MakeHttp(trel_seam::Conf());
     trel_seam::HttpPost post;
-    post.url = server.url();
+    post.url = remote.url();
+    EXPECT_EQ(http->Post(post).body, "x");
+    post.socket = scratch.Path("panel.sock");
     EXPECT_EQ(http->Post(post).body, "x");
     const auto connection = trel_seam::MakeSsh(sshd.conf())->Connect(sshd.target());
 
@@ -67,7 +73,7 @@ TEST(Descriptors, OfThePlatformStayInItsProcess) {
       EXPECT_NE(fcntl(number, F_GETFD) & FD_CLOEXEC, 0) << target;
     }
     EXPECT_THAT(opened, testing::Contains(scratch.Path("log/job.log")));
-    EXPECT_THAT(opened, testing::Contains(testing::StartsWith("socket:")).Times(2));
+    EXPECT_THAT(opened, testing::Contains(testing::StartsWith("socket:")).Times(3));
 
     trel_proc::Execute child("ls /proc/$$/fd; true", 6);
     EXPECT_EQ(child.Str(), "0\n1\n2\n");

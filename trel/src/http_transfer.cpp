@@ -1,6 +1,7 @@
 #include "http_transfer.h"
 
 #include <strings.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <new>
@@ -31,8 +32,12 @@ const std::string* FindPin(const Conf& conf, const std::string& place) {
   return pin != conf.pins.end() ? &pin->second : nullptr;
 }
 
+/// As libcurl does it, but closed in every program that this process starts.
+curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* place) {
+  return socket(place->family, place->socktype | SOCK_CLOEXEC, place->protocol);
+}
+
 int OnSocket(void*, curl_socket_t socket, curlsocktype) {
-  CloseOnExec(socket);
   NoticeDeadPeer(socket);
   return CURL_SOCKOPT_OK;
 }
@@ -71,6 +76,7 @@ void Transfer::SetRoute(const Conf& conf) {
   // Kept, the fresh ones would push those that are used again out of the store of connections.
   curl_easy_setopt(handle_, CURLOPT_FORBID_REUSE, static_cast<long>(route_.fresh));
   curl_easy_setopt(handle_, CURLOPT_BUFFERSIZE, static_cast<long>(kBufferSize));
+  curl_easy_setopt(handle_, CURLOPT_OPENSOCKETFUNCTION, OpenSocket);
   if (!route_.socket.empty()) {
     curl_easy_setopt(handle_, CURLOPT_UNIX_SOCKET_PATH, route_.socket.c_str());
     return;  // within this host no peer dies unnoticed, and none shows a certificate
