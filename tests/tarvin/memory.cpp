@@ -19,6 +19,10 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size);
+}
+
 void operator delete(void* block) noexcept {
   std::free(block);
 }
