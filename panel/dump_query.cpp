@@ -66,6 +66,7 @@ bool SameNameInLowerCase(const Hosted& database, const std::string& reading) {
 
 Error Ambiguous(const std::string& reading, const std::vector<Hosted>& databases) {
   std::vector<std::string> keys;
+  keys.reserve(databases.size());
   for (const Hosted& database : databases) {
     keys.push_back(database.id.Key());
   }

@@ -16,7 +16,9 @@ const struct SelfUsage {
     timespec used{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
     std::ofstream told(path);
-    told << "self_cpu " << static_cast<double>(used.tv_sec) * 1e3 + used.tv_nsec / 1e6 << '\n';
+    told << "self_cpu "
+         << static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) / 1e6
+         << '\n';
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
       long peak = 0;

@@ -13,7 +13,7 @@ bool WorksWith(const Context& context, const HostedName& database, const std::st
 
 // A database that is made again, to be filled anew, may bring the user that it has along.
 std::string MakeOwner(const Context& context, const Target& target, Undo& undo) {
-  const std::string user = context.form.Require("username");
+  std::string user = context.form.Require("username");
   const std::string hash = ReadHash(context.form, *target.server, user);
   if (target.registered && WorksWith(context, target.id, user)) {
     target.server->SetHash(user, hash);

@@ -15,7 +15,7 @@ std::string Owner(const Context& context) {
   if (!context.form.Has("su") && !context.session.administrator()) {
     throw Denied("letsencrypt.backup.set");
   }
-  const std::string user = context.form.Require("su");
+  std::string user = context.form.Require("su");
   if (context.form.Require("user_name") != user) {
     throw BadValue("user_name", context.form.Get("user_name"), "must be the user of field su");
   }

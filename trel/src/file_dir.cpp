@@ -22,7 +22,7 @@ std::string GetFullPath(const std::string& program) {
   const char* path = std::getenv("PATH");
   std::string_view rest = path != nullptr ? path : "/usr/bin:/bin";
   while (!rest.empty()) {
-    const std::string file = ConcatPath(std::string(str::GetWord(rest, ":")), program);
+    std::string file = ConcatPath(std::string(str::GetWord(rest, ":")), program);
     if (access(file.c_str(), X_OK) == 0) return file;
   }
   return "";
