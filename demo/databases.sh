@@ -12,6 +12,11 @@ start_database_servers() {
   for service in "${started[@]}"; do wait "$service"; done
 }
 
+# on|off: whether databases keep the capital letters of their names on the destination.
+allow_capitals() {
+  on dst "$BIN/refpanel" option set --state "$PANEL_STATE/local.db" DbAllowUpperCase "$1"
+}
+
 # USER GENERATION [--rows N]: gives an account of the source its databases.
 make_account_databases() {
   on src env VORTREL_BIN="$BIN" "$DEMO/make-databases" "$@"

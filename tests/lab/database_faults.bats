@@ -2,25 +2,14 @@
 # One database that something keeps from moving: what is said about it, and that the next one moves.
 
 bats_require_minimum_version 1.5.0
-load migrations
-source "${BATS_TEST_DIRNAME}/../../demo/databases.sh"
+load database_migrations
 
 setup_file() {
-  lab_up
-  start_database_servers
-  start_panels
-  on dst "$BIN/refpanel" option set --state "$PANEL_STATE/local.db" DbAllowUpperCase on
+  database_migrations_up
 }
 
 teardown_file() {
   lab_down
-}
-
-# USER GENERATION [ROWS]: an account with databases on the source, and none on the destination.
-account_with_databases() {
-  make_source_account "$1" "$2"
-  make_account_databases "$1" "$2" --rows "${3:-20}"
-  make_local_account "$1"
 }
 
 # USER GENERATION: writes the parameters.

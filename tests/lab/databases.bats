@@ -2,14 +2,11 @@
 # Databases that move between two real hosts, looked at from outside.
 
 bats_require_minimum_version 1.5.0
-load migrations
-source "${BATS_TEST_DIRNAME}/../../demo/databases.sh"
+load database_migrations
 source "${BATS_TEST_DIRNAME}/../../demo/certificates.sh"
 
 setup_file() {
-  lab_up
-  start_database_servers
-  start_panels
+  database_migrations_up
 }
 
 setup() {
@@ -18,18 +15,6 @@ setup() {
 
 teardown_file() {
   lab_down
-}
-
-# on|off: whether names of databases keep their capital letters on the destination.
-allow_capitals() {
-  on dst "$BIN/refpanel" option set --state "$PANEL_STATE/local.db" DbAllowUpperCase "$1"
-}
-
-# USER GENERATION [ROWS]: an account with databases on the source, and none on the destination.
-account_with_databases() {
-  make_source_account "$1" "$2"
-  make_account_databases "$1" "$2" --rows "${3:-50}"
-  make_local_account "$1"
 }
 
 # USER GENERATION [KEY=VALUE...]

@@ -2,15 +2,11 @@
 # Whole migrations with the job's process under valgrind: no invalid access, nothing lost.
 
 bats_require_minimum_version 1.5.0
-load migrations
-source "${BATS_TEST_DIRNAME}/../../demo/databases.sh"
+load database_migrations
 source "${BATS_TEST_DIRNAME}/../../demo/certificates.sh"
 
 setup_file() {
-  lab_up
-  start_database_servers
-  start_panels
-  on dst "$BIN/refpanel" option set --state "$PANEL_STATE/local.db" DbAllowUpperCase on
+  database_migrations_up
 }
 
 teardown_file() {

@@ -18,9 +18,7 @@ setup() {
 }
 
 teardown() {
-  if [[ -n ${SERVER:-} ]]; then
-    stop_server || cat "$DIR/server.err" >&2
-  fi
+  end_server
 }
 
 cert() { # command argument...

@@ -48,16 +48,7 @@ setup() {
 }
 
 teardown() {
-  if [[ -n ${SERVER:-} ]]; then
-    stop_server || cat "$DIR/server.err" >&2
-  fi
-}
-
-# Starts a source; KEY is a session of ALICE.
-start() { # generation
-  start_source "$1" --mysql-socket "$MYSQL_SOCKET" --pgsql-socket "$PGSQL_SOCKET" \
-    --pgsql-port "$PGSQL_PORT"
-  KEY=$("$REFPANEL" session --state "$STATE" "$ALICE")
+  end_server
 }
 
 # The form of a database user, without the head and the session.
@@ -74,7 +65,7 @@ all_privileges() { # suffix
 }
 
 @test "generation 4 shows a user with its hash, hosts and privileges" {
-  start 4
+  start_source_of_databases 4
   local name='<name>full</name><dbusername>full</dbusername>'
   local access='<dbuserhost>on</dbuserhost><dbuserhostfrom>192.0.2.%
 2001:db8::1</dbuserhostfrom>'
@@ -87,7 +78,7 @@ all_privileges() { # suffix
 }
 
 @test "generation 4 leaves out what a user has not" {
-  start 4
+  start_source_of_databases 4
   local name='<name>reader</name><dbusername>reader</dbusername>'
   local privileges='<select_priv>on</select_priv><lock_priv>on</lock_priv>'
   [[ $(form 'shop->mysql' reader '&needhash=off') == \
@@ -98,7 +89,7 @@ all_privileges() { # suffix
 }
 
 @test "generation 5 shows the fields that the local form takes" {
-  start 5
+  start_source_of_databases 5
   local name='<name>full</name><plid>shop-&gt;mysql</plid><elid>full</elid><username>full</username>'
   local hash="<hash>on</hash><password>$HASH</password><confirm>$HASH</confirm>"
   local access='<remote_access>on</remote_access><addr_list>192.0.2.% 2001:db8::1</addr_list>'
@@ -113,12 +104,12 @@ all_privileges() { # suffix
   local hash
   hash=$(pg "SELECT rolpassword FROM pg_authid WHERE rolname = 'owner'")
   [[ $hash == SCRAM-SHA-256* ]]
-  start 4
+  start_source_of_databases 4
   assert_has "$(form 'shop->pgsql' owner '&needhash=on')" "<dbuserhash>$hash</dbuserhash>"
   assert_has "$(form 'shop->pgsql' owner)" "$(all_privileges _priv)"
   [[ $(form 'shop->pgsql' owner) != *dbuserhash* ]]
   stop_server
-  start 5
+  start_source_of_databases 5
   assert_has "$(form 'shop->pgsql' owner '&needhash=on')" "<password>$hash</password>"
   hash=md5$(printf secretold | md5sum)
   assert_has "$(form 'shop->pgsql' old '&needhash=on')" "<password>${hash%% *}</password>"
@@ -127,15 +118,15 @@ all_privileges() { # suffix
 @test "a user without a hash that can be carried has none in the form" {
   my "CREATE OR REPLACE USER socket@localhost IDENTIFIED VIA unix_socket"
   "$REFPANEL" dbuser add --state "$STATE" --server mysql socket "$ALICE" --database shop
-  start 5
+  start_source_of_databases 5
   [[ $(form 'shop->mysql' socket '&needhash=on') == *"<username>socket</username></doc>" ]]
   stop_server
-  start 4
+  start_source_of_databases 4
   [[ $(form 'shop->mysql' socket '&needhash=on') != *dbuserhash* ]]
 }
 
 @test "forms are described to programs that ask for it" {
-  start 4
+  start_source_of_databases 4
   local answer
   answer=$(form 'shop->mysql' full '&out=devel&needhash=on')
   assert_has "$answer" '<slist name="dbnames"><val>shop</val><val>wiki</val></slist>'
@@ -146,14 +137,14 @@ all_privileges() { # suffix
   assert_has "$answer" '<messages name="db.users.edit"/></doc>'
   [[ $answer != *"$KEY"* ]]
   stop_server
-  start 5
+  start_source_of_databases 5
   answer=$(form 'shop->mysql' full '&out=devel')
   assert_has "$answer" '<input name="addr_list" type="text"/>'
   [[ $answer != *'<slist'* ]]
 }
 
 @test "users that do not work with a database of one's own are refused" {
-  start 5
+  start_source_of_databases 5
   assert_has "$(form 'shop->mysql' other)" "no user of database shop-&gt;mysql 'other'"
   assert_has "$(form 'wiki->mysql' reader)" "no user of database wiki-&gt;mysql 'reader'"
   [[ $(form 'none->mysql' full | kind) != ok ]]
@@ -168,13 +159,13 @@ all_privileges() { # suffix
 
 @test "a user that the server has lost is an error" {
   "$REFPANEL" dbuser add --state "$STATE" --server mysql lost "$ALICE" --database shop
-  start 4
+  start_source_of_databases 4
   assert_has "$(form 'shop->mysql' lost)" '<error type="missing" object="database user">'
 }
 
 @test "generation 4 lists its database servers and shows their forms" {
   "$REFPANEL" dbserver add --state "$STATE" far mysql --contype remote --host db.example
-  start 4
+  start_source_of_databases 4
   local list
   list=$(source_query "func=dbconf&auth=$KEY")
   assert_has "$list" "<elem><name>far</name><type>mysql</type><host>db.example</host></elem>"
@@ -190,7 +181,7 @@ all_privileges() { # suffix
   assert_has "$(source_query "func=dbconf.edit&elid=none&auth=$KEY")" "no database server 'none'"
   assert_has "$(source_query "func=dbconf.edit&elid=mysql&sok=ok&auth=$KEY")" "Permission denied"
   stop_server
-  start 5
+  start_source_of_databases 5
   assert_has "$(source_query "func=dbconf&auth=$KEY")" "no function 'dbconf'"
   assert_has "$(source_query "func=dbconf.edit&elid=mysql&auth=$KEY")" "no function 'dbconf.edit'"
 }

@@ -45,9 +45,7 @@ setup() {
 }
 
 teardown() {
-  if [[ -n ${SERVER:-} ]]; then
-    stop_server || cat "$DIR/server.err" >&2
-  fi
+  end_server
   rm -f "$HOME_DIR"/dump*
 }
 

@@ -56,6 +56,13 @@ END
   return 1
 }
 
+# Starts a source with both servers; KEY is a session of ALICE.
+start_source_of_databases() { # generation
+  start_source "$1" --mysql-socket "$MYSQL_SOCKET" --pgsql-socket "$PGSQL_SOCKET" \
+    --pgsql-port "$PGSQL_PORT"
+  KEY=$("$REFPANEL" session --state "$STATE" "$ALICE")
+}
+
 # Statements as the administrator of the servers; rows come in lines, columns split by tabs.
 my() { # sql [database]
   mariadb --no-defaults --socket="$MYSQL_SOCKET" --default-character-set=utf8mb4 -NBe "$1" ${2:+"--database=$2"}

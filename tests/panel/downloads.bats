@@ -43,16 +43,7 @@ setup() {
 }
 
 teardown() {
-  if [[ -n ${SERVER:-} ]]; then
-    stop_server || cat "$DIR/server.err" >&2
-  fi
-}
-
-# Starts a source; KEY is a session of ALICE.
-start() { # generation
-  start_source "$1" --mysql-socket "$MYSQL_SOCKET" --pgsql-socket "$PGSQL_SOCKET" \
-    --pgsql-port "$PGSQL_PORT"
-  KEY=$("$REFPANEL" session --state "$STATE" "$ALICE")
+  end_server
 }
 
 download() { # name [curl-argument...]
@@ -70,7 +61,7 @@ rows_of_t() { # database
 }
 
 @test "generation 4 gives a dump that restores to the same rows" {
-  start 4
+  start_source_of_databases 4
   download Shop -o "$DIR/dump" -D "$DIR/head"
   assert_has "$(<"$DIR/head")" "HTTP/1.1 200 OK"
   assert_has "$(<"$DIR/head")" "Content-Type: application/octet-stream"
@@ -83,7 +74,7 @@ rows_of_t() { # database
 }
 
 @test "generation 5 gives a dump of a PostgreSQL database" {
-  start 5
+  start_source_of_databases 5
   dump 'notes->pgsql' -o "$DIR/dump"
   as_user postgres env PGHOST="$PGSQL_SOCKET" PGPORT="$PGSQL_PORT" psql -Xq -v ON_ERROR_STOP=1 \
     target <"$DIR/dump" >/dev/null
@@ -94,13 +85,13 @@ rows_of_t() { # database
 }
 
 @test "a database is found by its name in any writing" {
-  start 4
+  start_source_of_databases 4
   local name
   for name in Shop shop SHOP 'a%20b%2520c'; do
     assert_has "$(download "$name" | tail -n 1)" "-- Dump completed"
   done
   stop_server
-  start 5
+  start_source_of_databases 5
   for name in 'Shop->mysql' 'Shop-%3Emysql' 'a%20b%2520c->mysql'; do
     assert_has "$(dump "$name" | tail -n 1)" "-- Dump completed"
   done
@@ -108,7 +99,7 @@ rows_of_t() { # database
 }
 
 @test "who may not have a dump gets an error of the panel" {
-  start 4
+  start_source_of_databases 4
   assert_has "$(download bobs)" "<msg>no database 'bobs'</msg>"
   assert_has "$(download '')" "<msg>field elid is missing or empty</msg>"
   KEY=0000
@@ -124,7 +115,7 @@ rows_of_t() { # database
 }
 
 @test "a dump that fails at once is an error in its place" {
-  start 4
+  start_source_of_databases 4
   run -0 --separate-stderr download missing -D "$DIR/head" -w ' %{http_code}'
   [[ $output == '<?xml '*"<msg>"*missing*"</msg></error></doc> 200" ]]
   assert_has "$(<"$DIR/head")" "Content-Type: text/xml"
@@ -132,7 +123,7 @@ rows_of_t() { # database
 }
 
 @test "a dump that fails half-way is cut off" {
-  start 4
+  start_source_of_databases 4
   run -18 --separate-stderr download broken -o "$DIR/dump"
   (($(stat -c %s "$DIR/dump") > 2900000))
   [[ $(tail -n 1 "$DIR/dump") != "-- Dump completed"* ]]
@@ -147,7 +138,7 @@ dump_runs() { # program
 }
 
 @test "a receiver that goes away ends the dump" {
-  start 4
+  start_source_of_databases 4
   run -0 bash -c "curl -sS '${URL}zelcgi/dbdownload?elid=large&auth=$KEY' 2>/dev/null |
     head -c 100000 | wc -c"
   [[ $output == 100000 ]]
@@ -159,7 +150,7 @@ dump_runs() { # program
 }
 
 @test "a server that ends does not wait for a dump" {
-  start 4
+  start_source_of_databases 4
   download large --limit-rate 1M -o "$DIR/dump" 2>"$DIR/curl.err" 3>&- &
   local client=$!
   until [[ -s $DIR/dump ]]; do
@@ -176,7 +167,7 @@ dump_runs() { # program
 @test "a large dump takes little memory and no disk" {
   # A build with sanitizers would hold back what is freed.
   export ASAN_OPTIONS=quarantine_size_mb=1
-  start 4
+  start_source_of_databases 4
   download Shop >/dev/null
   local before after
   before=$(awk '/VmHWM/ { print $2 }' "/proc/$SERVER/status")
@@ -188,7 +179,7 @@ dump_runs() { # program
 }
 
 @test "several dumps go out at once" {
-  start 4
+  start_source_of_databases 4
   local i clients=()
   for i in 1 2 3; do
     download large 3>&- | wc -c >"$DIR/size.$i" &
@@ -202,7 +193,7 @@ dump_runs() { # program
 }
 
 @test "only a GET of a dump is answered, and as a whole" {
-  start 4
+  start_source_of_databases 4
   assert_has "$(curl -sSi "${URL}?func=db.dump&elid=Shop&auth=$KEY")" "HTTP/1.1 405 "
   assert_has "$(curl -sSI "${URL}zelcgi/dbdownload?elid=Shop&auth=$KEY")" "HTTP/1.1 405 "
   assert_has "$(download Shop -i -r 10-20)" "HTTP/1.1 416 "
@@ -211,7 +202,7 @@ dump_runs() { # program
 }
 
 @test "no secret is in the log, in errors or among the arguments of a process" {
-  start 4
+  start_source_of_databases 4
   download large --limit-rate 1M -o "$DIR/dump" 3>&- &
   local client=$!
   until [[ -s $DIR/dump ]]; do

@@ -86,6 +86,13 @@ stop_server() { # [signal]
   wait "$pid"
 }
 
+# For teardown: ends a server that the test left running, and shows what it wrote if it ends badly.
+end_server() {
+  if [[ -n ${SERVER:-} ]]; then
+    stop_server || cat "$DIR/server.err" >&2
+  fi
+}
+
 # One query to the local panel, as raw body or as further arguments of curl.
 local_query() { # body [curl-argument...]
   curl -sS --max-time 20 --unix-socket "$SOCKET" --data-raw "$1" "${@:2}" http://localhost/

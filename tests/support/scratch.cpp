@@ -27,6 +27,11 @@ std::string Scratch::Write(const std::string& name, const std::string& text, uns
   return path;
 }
 
+std::string Scratch::Link(const std::string& name, const std::string& target) const {
+  fs::create_symlink(target, Path(name));
+  return Path(name);
+}
+
 std::vector<std::string> Scratch::Names() const {
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(dir_)) names.push_back(entry.path().filename());

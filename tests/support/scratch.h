@@ -18,6 +18,8 @@ class Scratch {
   std::string Path(const std::string& name) const { return dir_ + "/" + name; }
   /// Makes a file in it and returns its path.
   std::string Write(const std::string& name, const std::string& text, unsigned mode = 0600) const;
+  /// Makes a symbolic link to `target` in it and returns its path.
+  std::string Link(const std::string& name, const std::string& target) const;
   /// The names in it, sorted.
   std::vector<std::string> Names() const;
 

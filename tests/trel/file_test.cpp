@@ -25,11 +25,6 @@ using trel_file::Attrs;
 
 class FileTest : public testing::Test {
  protected:
-  std::string Link(const std::string& name, const std::string& target) const {
-    fs::create_symlink(target, scratch_.Path(name));
-    return scratch_.Path(name);
-  }
-
   support::Scratch scratch_;
 };
 
@@ -42,8 +37,8 @@ TEST_F(FileTest, ExistsFollowsLinks) {
   const auto file = scratch_.Write("file", "");
   EXPECT_TRUE(trel_file::Exists(file));
   EXPECT_TRUE(trel_file::Exists(scratch_.Dir()));
-  EXPECT_TRUE(trel_file::Exists(Link("link", file)));
-  EXPECT_FALSE(trel_file::Exists(Link("dangling", scratch_.Path("none"))));
+  EXPECT_TRUE(trel_file::Exists(scratch_.Link("link", file)));
+  EXPECT_FALSE(trel_file::Exists(scratch_.Link("dangling", scratch_.Path("none"))));
   EXPECT_FALSE(trel_file::Exists(scratch_.Path("none")));
   EXPECT_FALSE(trel_file::Exists(""));
 }
@@ -54,7 +49,7 @@ TEST_F(FileTest, ReadGivesEveryByte) {
   text += "\r\n";
   EXPECT_EQ(trel_file::Read(scratch_.Write("big", text)), text);
   EXPECT_EQ(trel_file::Read(scratch_.Write("empty", "")), "");
-  EXPECT_EQ(trel_file::Read(Link("link", scratch_.Path("big"))), text);
+  EXPECT_EQ(trel_file::Read(scratch_.Link("link", scratch_.Path("big"))), text);
   EXPECT_FALSE(trel_file::Read("/proc/self/status").empty());
 }
 
@@ -75,7 +70,7 @@ TEST_F(FileTest, ReadTakesNoLinkAndNoPipeThatOthersMayHavePut) {
   const auto file = scratch_.Write("file", "ours");
   fs::create_directory(scratch_.Path("theirs"));
   const auto plain = scratch_.Write("theirs/plain", "text");
-  const auto link = Link("theirs/link", file);
+  const auto link = scratch_.Link("theirs/link", file);
   const auto pipe = scratch_.Path("theirs/pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_EQ(trel_file::Read(link), "ours");  // nobody but us could have put it
@@ -150,7 +145,8 @@ TEST_F(FileTest, WriteReplacesTheContentsAndKeepsTheMode) {
 
 TEST_F(FileTest, WriteFollowsNoLink) {
   const auto target = scratch_.Write("target", "kept");
-  for (const auto& link : {Link("link", target), Link("dangling", scratch_.Path("none"))}) {
+  for (const auto& link :
+       {scratch_.Link("link", target), scratch_.Link("dangling", scratch_.Path("none"))}) {
     EXPECT_EQ(ErrorOf([&] { trel_file::Write(link, "x"); }),
               Says("write", link, "Too many levels of symbolic links"));
   }
@@ -217,7 +213,7 @@ TEST(SplitPath, PartsTheLastComponent) {
 
 TEST_F(FileTest, RemoveFileTakesAFileOrALinkAway) {
   const auto file = scratch_.Write("file", "");
-  const auto link = Link("link", file);
+  const auto link = scratch_.Link("link", file);
   trel_file::RemoveFile(link);
   EXPECT_EQ(scratch_.Names(), (std::vector<std::string>{"file"}));
   trel_file::RemoveFile(file);
@@ -244,7 +240,7 @@ TEST_F(FileTest, SafeSetGivesAFileOrADirectoryItsMode) {
 
 TEST_F(FileTest, SafeSetFollowsNoLink) {
   const auto target = scratch_.Write("target", "");
-  const auto link = Link("link", target);
+  const auto link = scratch_.Link("link", target);
   for (const bool recursive : {false, true}) {
     EXPECT_EQ(ErrorOf([&] { Attrs(0777).SafeSet(link, recursive); }),
               Says("chmod", link, "Too many levels of symbolic links"));
@@ -267,7 +263,7 @@ TEST_F(FileTest, SafeSetReachesEverythingBelowWhenRecursive) {
   const auto target = outside.Write("target", "");
   fs::create_directories(scratch_.Path("a/b/c"));
   const auto file = scratch_.Write("a/b/file", "");
-  Link("a/b/link", target);
+  scratch_.Link("a/b/link", target);
   const auto pipe = scratch_.Path("a/pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   Attrs(0700).SafeSet(scratch_.Path("a"), true);

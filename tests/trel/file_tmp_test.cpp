@@ -21,11 +21,6 @@ using trel_file::Tmp;
 
 class TmpTest : public testing::Test {
  protected:
-  std::string Link(const std::string& name, const std::string& target) const {
-    fs::create_symlink(target, scratch_.Path(name));
-    return scratch_.Path(name);
-  }
-
   support::Scratch scratch_;
 };
 
@@ -59,7 +54,7 @@ TEST_F(TmpTest, DrawsAgainWhenTheNameIsTaken) {
   trel_seam::Current().host = host;
   host->random = "AAAAAAAABBBBBBBBCCCCCCCC";
   const auto taken = scratch_.Write("dump.4141414141414141", "kept");
-  const auto link = Link("dump.4242424242424242", scratch_.Path("none"));
+  const auto link = scratch_.Link("dump.4242424242424242", scratch_.Path("none"));
   const Tmp file(scratch_.Path("dump"));
   EXPECT_EQ(file.Path(), scratch_.Path("dump.4343434343434343"));
   EXPECT_EQ(ReadFile(taken), "kept");
@@ -95,7 +90,7 @@ TEST_F(TmpTest, ReplacesAFileOfItsExactName) {
 TEST_F(TmpTest, ReplacesALinkOfItsExactName) {
   const auto target = scratch_.Write("target", "kept");
   {
-    const Tmp file(Link("dump", target), Tmp::kExactName);
+    const Tmp file(scratch_.Link("dump", target), Tmp::kExactName);
     EXPECT_FALSE(fs::is_symlink(file.Path()));
     EXPECT_EQ(ReadFile(file.Path()), "");
   }
