@@ -38,15 +38,15 @@ SecretPost MakePost(const std::string& query) {
 }
 
 /// Sends `post` and reads the reply as a document with the root `doc`. Throws HttpFailure, with a
-/// text that begins with `place`, for everything that is no such document.
-trel_xml::Xml Exchange(const trel_seam::HttpPost& post, const std::string& place) {
-  auto reply = trel_seam::Current().http->Post(post);
-  if (reply.status != 200) {
-    throw trel_seam::HttpFailure(place + ": answered with status " + std::to_string(reply.status));
-  }
-  const auto refuse = [&](const std::string& why) -> trel_seam::HttpFailure {
-    return trel_seam::HttpFailure(place + ": the answer is " + why);
+/// text that begins with the place, for everything that is no such document.
+trel_xml::Xml Exchange(const trel_seam::HttpPost& post) {
+  const auto failure = [&](const std::string& what) {
+    const auto place = post.socket.empty() ? trel_seam::PlaceOf(post.url) : post.socket;
+    return trel_seam::HttpFailure(place + ": " + what);
   };
+  auto reply = trel_seam::Current().http->Post(post);
+  if (reply.status != 200) throw failure("answered with status " + std::to_string(reply.status));
+  const auto refuse = [&](const std::string& why) { return failure("the answer is " + why); };
   try {
     auto document = trel_xml::Xml::Parse(std::move(reply.body));
     if (document.GetRoot().Name() != "doc") throw refuse("XML without the root 'doc'");
@@ -100,8 +100,8 @@ Result Local::Send(const std::string& query) const {
   post.url = url_;
   post.agent = client_;
   try {
-    Result result(Exchange(post, post.socket));
-    if (const auto error = result.GetNode("/doc/error")) {
+    Result result(Exchange(post));
+    if (const auto error = result.GetRoot().FindNode("error")) {
       throw trel_err::Error(error.GetProp("type"), error.GetProp("object"),
                             error.FindNode("value").Str(), result);
     }
@@ -118,8 +118,8 @@ Result Remote::Send(const std::string& query) const {
   post.url = url_;
   post.timeout = timeout_;
   try {
-    Result result(Exchange(post, trel_seam::PlaceOf(url_)));
-    if (result.GetNode("/doc/error")) {
+    Result result(Exchange(post));
+    if (result.GetRoot().FindNode("error")) {
       throw trel_err::Error("remote", "query", result.GetNode("/doc/error/msg").Str(), result);
     }
     return result;

@@ -87,23 +87,25 @@ class PassBody : public Receiver {
   bool wanted_ = false;
 };
 
-/// "scheme://host:port" of `url` in lower case, empty for any scheme but http and https.
-std::string OriginOf(const std::string& url) {
-  const auto scheme = str::Lower(url.substr(0, url.find("://")));
-  if (scheme != "http" && scheme != "https") return "";
-  return scheme + "://" + str::Lower(PlaceOf(url));
+std::string SchemeOf(const std::string& url) {
+  return str::Lower(url.substr(0, url.find("://")));
+}
+
+bool HaveOneOrigin(const std::string& url, const std::string& other) {
+  return SchemeOf(url) == SchemeOf(other) && str::Lower(PlaceOf(url)) == str::Lower(PlaceOf(other));
 }
 
 /// The way of one exchange: the request's own URL, then those that it is redirected to.
 class Way {
  public:
   Way(const std::string& url, const std::string& socket, int timeout, bool at_most_once)
-      : place_(socket.empty() ? PlaceOf(url) : socket), origin_(OriginOf(url)) {
-    if (origin_.empty()) throw HttpFailure(place_ + ": neither http:// nor https://");
-    route_ = {url, socket, timeout, 0, at_most_once};
+      : route_{url, socket.empty() ? PlaceOf(url) : socket, socket, timeout, 0, at_most_once} {
+    const auto scheme = SchemeOf(url);
+    if (scheme != "http" && scheme != "https")
+      throw HttpFailure(place() + ": neither http:// nor https://");
   }
 
-  const std::string& place() const { return place_; }
+  const std::string& place() const { return route_.place; }
 
   /// The route of the next request, with the time that is left.
   const Route& Next() {
@@ -118,17 +120,15 @@ class Way {
 
   /// Turns to `url`, where the peer redirects to.
   void Follow(const std::string& url) {
-    if (route_.fresh) throw HttpFailure(place_ + ": redirects a request that is sent only once");
-    if (OriginOf(url) != origin_)
-      throw HttpFailure(place_ + ": redirects to another place, which is not followed");
+    if (route_.fresh) throw HttpFailure(place() + ": redirects a request that is sent only once");
+    if (!HaveOneOrigin(url, route_.url))
+      throw HttpFailure(place() + ": redirects to another place, which is not followed");
     if (++redirects_ > kMaxRedirects)
-      throw HttpFailure(place_ + ": redirects more than five times");
+      throw HttpFailure(place() + ": redirects more than five times");
     route_.url = url;
   }
 
  private:
-  std::string place_;
-  std::string origin_;
   Route route_;
   Clock::time_point start_ = Clock::now();
   int redirects_ = 0;

@@ -8,13 +8,14 @@
 
 #include "http_failure.h"
 #include "tcp.h"
-#include "url_place.h"
 
 namespace trel_seam {
 namespace {
 
-/// What is read at once: a large file costs fewer calls.
-constexpr int kBufferSize = 128 << 10;
+/// What is read of a file at once: a large one costs fewer calls. A reply to a form is short, and
+/// libcurl gets a buffer anew for each transfer.
+constexpr long kFileBufferSize = 128 << 10;
+constexpr long kReplyBufferSize = CURL_MAX_WRITE_SIZE;
 
 /// The handle of this thread. It lives as long as the thread does: its connections do too.
 CURL* ThreadHandle() {
@@ -75,7 +76,7 @@ void Transfer::SetRoute(const Conf& conf) {
   curl_easy_setopt(handle_, CURLOPT_FRESH_CONNECT, static_cast<long>(route_.fresh));
   // Kept, the fresh ones would push those that are used again out of the store of connections.
   curl_easy_setopt(handle_, CURLOPT_FORBID_REUSE, static_cast<long>(route_.fresh));
-  curl_easy_setopt(handle_, CURLOPT_BUFFERSIZE, static_cast<long>(kBufferSize));
+  curl_easy_setopt(handle_, CURLOPT_BUFFERSIZE, kFileBufferSize);
   curl_easy_setopt(handle_, CURLOPT_OPENSOCKETFUNCTION, OpenSocket);
   if (!route_.socket.empty()) {
     curl_easy_setopt(handle_, CURLOPT_UNIX_SOCKET_PATH, route_.socket.c_str());
@@ -86,7 +87,7 @@ void Transfer::SetRoute(const Conf& conf) {
 }
 
 void Transfer::SetTrust(const Conf& conf) {
-  if (const auto* pin = FindPin(conf, PlaceOf(route_.url))) {
+  if (const auto* pin = FindPin(conf, route_.place)) {
     // The key itself is known, which says more than a chain or a name could.
     curl_easy_setopt(handle_, CURLOPT_PINNEDPUBLICKEY, pin->c_str());
     curl_easy_setopt(handle_, CURLOPT_SSL_VERIFYPEER, 0L);
@@ -106,6 +107,7 @@ void Transfer::AddHeader(const std::string& line) {
 
 /// The content type of a form is what libcurl gives a post by itself.
 void Transfer::SetForm(const HttpPost& post) {
+  curl_easy_setopt(handle_, CURLOPT_BUFFERSIZE, kReplyBufferSize);
   AddHeader("Expect:");  // the body goes out at once, without asking whether it is welcome
   if (!post.language.empty()) AddHeader("Accept-Language: " + post.language);
   curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_.get());
@@ -119,8 +121,7 @@ int Transfer::Perform(Receiver& receiver) {
   const auto code = curl_easy_perform(handle_);
   if (thrown_) std::rethrow_exception(thrown_);
   if (code != CURLE_OK) {
-    const auto place = route_.socket.empty() ? PlaceOf(route_.url) : route_.socket;
-    throw HttpFailure(place + ": " +
+    throw HttpFailure(route_.place + ": " +
                       DescribeFailure(handle_, code, details_.c_str(), route_.timeout));
   }
   if (!begun_) Begin();

@@ -29,6 +29,7 @@ class Receiver {
 /// Where and how a request goes out.
 struct Route {
   std::string url;
+  std::string place;   ///< what `url` or `socket` leads to, for people and for pins
   std::string socket;  ///< Unix-domain socket; empty: over the network
   int timeout = 0;     ///< the limit that the caller set, in seconds; 0: none
   long left_ms = 0;    ///< what is left of it; 0: no limit

@@ -33,7 +33,11 @@ std::string Presentable(const std::string& url) {
   std::string encoded;
   for (const char c : url) {
     const bool plain = c > ' ' && c < '\x7f' && kOdd.find(c) == std::string_view::npos;
-    encoded += plain ? std::string(1, c) : str::url::Encode(std::string(1, c));
+    if (plain) {
+      encoded += c;
+    } else {
+      encoded += str::url::Encode(std::string(1, c));
+    }
   }
   return encoded;
 }
