@@ -36,6 +36,7 @@ class EndSignalsTest : public testing::Test {
   /// no further child is started. The command writes a process id into `pipe_` when it is ready.
   Forked Running(const std::string& command, int status, int options = kAll) const {
     return Forked([=] {
+      std::signal(SIGHUP, SIG_DFL);  // ignored where the tests were started with nohup
       CatchEndSignals();
       EXPECT_EQ(Execute(command, options).Result(), status);
       ExpectRefused();
