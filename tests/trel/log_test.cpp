@@ -73,7 +73,7 @@ TEST_F(LogTest, ALongMessageIsWhole) {
 TEST_F(LogTest, AMessageOfAnyLengthIsWhole) {
   EXPECT_TRUE(Holds([&] {
     trel_log::Init("job", 5);
-    for (const int length : {0, 1, 510, 511, 512, 513}) {
+    for (const int length : {0, 1, 8190, 8191, 8192, 8193}) {
       fs::resize_file(file_, 0);
       kModule.Write(1, "%*s", length, "");
       EXPECT_THAT(ReadFile(file_), testing::EndsWith(" 1 unit " + std::string(length, ' ') + "\n"));

@@ -86,12 +86,13 @@ Descriptor OpenFile(const std::string& path) {
   return file;
 }
 
-/// Hands the formatted text to `take`. Most lines are short, and cost no memory of the heap.
+/// Hands the formatted text to `take`. Most lines, replies of a panel among them, are short enough
+/// to be formatted at once and cost no memory of the heap.
 template <class Take>
 void Format(const char* format, va_list arguments, const Take& take) {
   va_list again;
   va_copy(again, arguments);
-  std::array<char, 512> brief;
+  std::array<char, 8192> brief;
   const int size = std::vsnprintf(brief.data(), brief.size(), format, arguments);
   const auto length = static_cast<std::size_t>(std::max(size, 0));
   if (length < brief.size()) {

@@ -4,6 +4,7 @@
 #include <sodium.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 #include "seam/seam.h"
@@ -107,13 +108,18 @@ std::string Random(std::size_t count) {
 std::string url::Encode(const std::string& text) {
   constexpr std::string_view kPlain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+  constexpr auto kIsPlain = [=] {
+    std::array<bool, 256> plain{};
+    for (const unsigned char byte : kPlain) plain[byte] = true;
+    return plain;
+  }();
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : text) {
-    if (kPlain.find(c) != std::string_view::npos) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (kIsPlain[byte]) {
       encoded += c;
     } else {
-      const auto byte = static_cast<unsigned char>(c);
       encoded += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
     }
   }
