@@ -21,7 +21,7 @@ namespace {
 constexpr std::size_t kThreads = 64;  // a kept connection occupies one
 constexpr std::size_t kKeepAliveCount = 1000000;
 constexpr time_t kKeepAliveSeconds = 75;  // as long as common web servers wait for more
-constexpr time_t kWriteSeconds = 60;  // for how long a receiver may take nothing
+constexpr time_t kWriteSeconds = 60;      // for how long a receiver may take nothing
 constexpr const char* kReplyType = "text/xml; charset=utf-8";
 constexpr const char* kDumpType = "application/octet-stream";
 constexpr const char* kFormType = "application/x-www-form-urlencoded";
