@@ -28,6 +28,12 @@ void ExpectRefused() {
   EXPECT_EQ(next.Str(), "cannot run 'true': this job was told to end\n");
 }
 
+/// Some are ignored where the tests were started with nohup, or in the background of a shell.
+void CatchAll() {
+  for (const int signal : {SIGINT, SIGHUP}) std::signal(signal, SIG_DFL);
+  CatchEndSignals();
+}
+
 class EndSignalsTest : public testing::Test {
  protected:
   EndSignalsTest() { EXPECT_EQ(mkfifo(pipe_.c_str(), 0600), 0); }
@@ -36,8 +42,7 @@ class EndSignalsTest : public testing::Test {
   /// no further child is started. The command writes a process id into `pipe_` when it is ready.
   Forked Running(const std::string& command, int status, int options = kAll) const {
     return Forked([=] {
-      std::signal(SIGHUP, SIG_DFL);  // ignored where the tests were started with nohup
-      CatchEndSignals();
+      CatchAll();
       EXPECT_EQ(Execute(command, options).Result(), status);
       ExpectRefused();
     });
@@ -109,7 +114,7 @@ TEST_F(EndSignalsTest, LetAChildEndInItsOwnWay) {
 TEST(EndSignals, KeepChildrenFromStartingWhenNoneRuns) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     EXPECT_TRUE(HoldsWhenForked([=] {
-      CatchEndSignals();
+      CatchAll();
       EXPECT_EQ(Execute(Words{"true"}, kAll).Result(), 0);
       raise(signal);
       ExpectRefused();
