@@ -50,8 +50,8 @@ mariadb_login() {
 }
 
 postgres_login() {
-  with_password "$1" "$2" psql --no-psqlrc --tuples-only --no-align --host="$3" --username="$4" \
-    --dbname=postgres --command "SELECT current_user"
+  with_password "$1" "$2" psql --no-psqlrc --no-password --tuples-only --no-align --host="$3" \
+    --username="$4" --dbname=postgres --command "SELECT current_user"
 }
 
 @test "lab up starts no database server" {

@@ -10,6 +10,9 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <iterator>
+#include <stdexcept>
 
 /// Present in a build that measures coverage.
 extern "C" void __gcov_dump() __attribute__((weak));
@@ -28,9 +31,14 @@ namespace {
   _exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
+std::ptrdiff_t Threads() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
 }  // namespace
 
 Forked::Forked(const std::function<void()>& body) {
+  if (Threads() > 1) throw std::logic_error("a process with threads is not to be forked");
   std::fflush(nullptr);
   pid_ = fork();
   if (pid_ == 0) Perform(body);

@@ -17,6 +17,8 @@ namespace support {
 
 /// A process that runs `body`, for what a test can only do to a process of its own: drop rights,
 /// lower limits, change signals, be killed. Killed at the end of its holder if it is still there.
+/// Throws std::logic_error where threads run: what one of them holds at that moment, a lock of the
+/// allocator say, would stay locked in the new process for ever.
 class Forked {
  public:
   explicit Forked(const std::function<void()>& body);
