@@ -48,11 +48,15 @@ TEST(EscapePropValue, MakesALiteralOfAnyText) {
   EXPECT_EQ(EscapePropValue("plain"), "'plain'");
   EXPECT_EQ(EscapePropValue("it's"), "\"it's\"");
   EXPECT_EQ(EscapePropValue("\""), "'\"'");
-  EXPECT_EQ(EscapePropValue("it's \"here\""), "concat('it',\"'\",'s \"here\"','')");
+  EXPECT_EQ(EscapePropValue("it's \"here\""), "concat(\"it's \",'\"here\"')");
+  EXPECT_EQ(EscapePropValue("\"'s and then no more"), "concat('\"',\"'s and then no more\")");
 }
 
 TEST(EscapePropValue, IsReadBackByTheParser) {
-  for (const std::string text : {"", "plain", "it's", "\"", "'\"", "\"'", "''\"\"''", "a'b\"c'd"}) {
+  std::string many;
+  for (int i = 0; i < 5000; ++i) many += "'\"";
+  for (const std::string text :
+       {"", "plain", "it's", "\"", "'\"", "\"'", "''\"\"''", "a'b\"c'd", many.c_str()}) {
     const auto document = Xml::Parse("<doc><a/></doc>");
     document.GetNode("/doc/a").SetContent(text);
     EXPECT_TRUE(document.GetNode("/doc/a[. = " + EscapePropValue(text) + "]")) << text;

@@ -145,14 +145,12 @@ void XmlNode::SetContent(const std::string& text) {
 std::string EscapePropValue(const std::string& text) {
   if (text.find('\'') == std::string::npos) return "'" + text + "'";
   if (text.find('"') == std::string::npos) return '"' + text + '"';
-  std::string parts;
-  std::string_view rest = text;
-  while (!rest.empty()) {
-    const bool last = rest.find('\'') == std::string_view::npos;
-    parts += "'" + std::string(str::GetWord(rest, "'")) + "',";
-    if (!last) parts += "\"'\",";
-  }
-  return "concat(" + parts + "'')";
+  // Cut at a quote near the middle: the library limits how deep an expression is, and a list of
+  // arguments counts as being as deep as it is long.
+  auto middle = text.find_first_of("'\"", text.size() / 2);
+  if (middle == std::string::npos) middle = text.find_last_of("'\"");
+  return "concat(" + EscapePropValue(text.substr(0, middle)) + ',' +
+         EscapePropValue(text.substr(middle)) + ')';
 }
 
 XPath::XPath(std::shared_ptr<Document> document, std::vector<pugi::xml_node_struct*> nodes)

@@ -20,9 +20,7 @@ namespace trel_xml {
 
 class Document;
 
-/// `text` as a string literal of an XPath expression, whatever quotes it holds. One with a double
-/// quote and more than some five hundred apostrophes makes an expression that is refused as too
-/// deep.
+/// `text` as a string of an XPath expression, whatever quotes it holds.
 TREL_EXPORT std::string EscapePropValue(const std::string& text);
 
 /// One node of a document: an element or a piece of text. May be missing.
