@@ -19,8 +19,10 @@
 namespace trel_rpc {
 namespace {
 
-/// The longest file that may turn out to be an error document.
+/// The longest file that may turn out to be an error document, and as much of any as usually tells
+/// that it is none.
 constexpr off_t kDocumentLimit = 1 << 20;
+constexpr off_t kBeginning = 512;
 
 [[noreturn]] void Fail(const std::string& why) {
   throw trel_err::Error("remote", "fetch", why, why);
@@ -28,6 +30,15 @@ constexpr off_t kDocumentLimit = 1 << 20;
 
 [[noreturn]] void Fail(const std::string& path, int error) {
   Fail(path + ": " + trel_seam::ReasonOf(error));
+}
+
+/// False when the text begins otherwise than XML does.
+bool MayBeXml(std::string_view text) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark)
+    text.remove_prefix(kByteOrderMark.size());
+  const auto begin = text.find_first_not_of(" \t\r\n");
+  return begin == std::string_view::npos || text[begin] == '<';
 }
 
 /// A file in the making, beside the one that it will become. Removed unless it gets there. Both
@@ -61,14 +72,11 @@ class PartFile {
     }
   }
 
-  /// The contents as far as they may be a document; empty for a longer file.
+  /// The contents as far as they may be a document; empty for any other file.
   std::string Document() const {
-    const auto size = lseek(file_.get(), 0, SEEK_END);
-    if (size > kDocumentLimit) return "";
-    std::string text;
-    text.resize(static_cast<std::size_t>(size));
-    if (pread(file_.get(), text.data(), text.size(), 0) != size) Fail(path_, errno);
-    return text;
+    const off_t size = lseek(file_.get(), 0, SEEK_END);
+    if (size > kDocumentLimit || !MayBeXml(Beginning(std::min(size, kBeginning)))) return "";
+    return Beginning(size);
   }
 
   /// Takes the place and the mode of the file that it was made for.
@@ -87,29 +95,26 @@ class PartFile {
   }
 
  private:
+  std::string Beginning(off_t size) const {
+    std::string text;
+    text.resize(static_cast<std::size_t>(size));
+    if (pread(file_.get(), text.data(), text.size(), 0) != size) Fail(path_, errno);
+    return text;
+  }
+
   std::string path_;
   trel_file::SafePlace place_;
   std::string part_;
   Descriptor file_;
 };
 
-/// True when the text begins as XML does.
-bool LooksLikeXml(std::string_view text) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark)
-    text.remove_prefix(kByteOrderMark.size());
-  const auto begin = text.find_first_not_of(" \t\r\n");
-  return begin != std::string_view::npos && text[begin] == '<';
-}
-
 /// Throws the error that the document holds; anything else passes.
 void RefuseErrorDocument(std::string text, const std::string& place) {
-  if (!LooksLikeXml(text)) return;
   trel_xml::Xml document;
   try {
     document = trel_xml::Xml::Parse(std::move(text));
   } catch (const trel_err::Error&) {
-    return;  // a file that merely begins like a document
+    return;  // a file that at most begins like a document
   }
   const auto error = document.GetRoot().FindNode("error");
   if (!error) return;

@@ -113,7 +113,9 @@ TEST_F(Fetch, RefusesAnotherStatus) {
 
 TEST_F(Fetch, RefusesAnErrorDocumentInPlaceOfTheFile) {
   const std::string document = "<doc><error type=\"x\"><msg>no such user</msg></error></doc>";
-  for (const std::string head : {"", "\xEF\xBB\xBF", "\r\n\t ", "<?xml version=\"1.0\"?>\n"}) {
+  const std::string blanks(4096, '\n');
+  for (const std::string head :
+       {"", "\xEF\xBB\xBF", "\r\n\t ", "<?xml version=\"1.0\"?>\n", blanks.c_str()}) {
     const auto error = Refusal(Reply(head + document));
     EXPECT_EQ(error.name, "remote: fetch: SERVER: no such user");
     EXPECT_EQ(error.message, "no such user");
