@@ -1,5 +1,6 @@
 #include <atomic>
 #include <chrono>
+#include <future>
 
 #include "client.h"
 #include "raw_server.h"
@@ -78,6 +79,20 @@ TEST(HttpRepeat, MakesAFreshConnectionForASubmission) {
   EXPECT_EQ(client.Post(server.url()).body, "kept");
   EXPECT_EQ(client.Post(Submission(server.url())).body, "fresh");
   EXPECT_EQ(server.connections(), 2);
+}
+
+TEST(HttpRepeat, ClosesTheConnectionOfASubmission) {
+  std::promise<bool> closed;
+  RawServer server({[&](Wire& wire) {
+    wire.ReadRequest();
+    wire.Send(Reply("fresh"));
+    closed.set_value(wire.ReadRequest().empty());
+  }});
+  Client client;
+  EXPECT_EQ(client.Post(Submission(server.url())).body, "fresh");
+  auto ended = closed.get_future();
+  ASSERT_EQ(ended.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_TRUE(ended.get());
 }
 
 TEST(HttpRepeat, NeverSendsASubmissionAgain) {
