@@ -165,7 +165,7 @@ std::size_t Transfer::OnBody(char* data, std::size_t, std::size_t size, void* se
     return size;
   } catch (...) {  // an exception must not pass through libcurl
     transfer.thrown_ = std::current_exception();
-    return size + 1;
+    return CURL_WRITEFUNC_ERROR;
   }
 }
 

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <mutex>
 
 #include "descriptor.h"
@@ -25,7 +26,7 @@ namespace trel_log {
 namespace {
 
 /// Below every level: nothing is written before Init.
-std::atomic<int> threshold{-1};
+std::atomic<int> threshold{std::numeric_limits<int>::min()};
 
 /// Hands each line to the system at once: none waits in a buffer when the process is killed, and
 /// lines of two processes never mix.
@@ -98,7 +99,8 @@ void Format(const char* format, va_list arguments, const Take& take) {
   if (length < brief.size()) {
     take(std::string_view(brief.data(), length));
   } else {
-    std::string text(length, '\0');
+    std::string text;
+    text.resize(length);
     std::vsnprintf(text.data(), length + 1, format, again);
     take(std::string_view(text));
   }

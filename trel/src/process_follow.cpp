@@ -19,17 +19,18 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+using namespace std::chrono_literals;
 
 constexpr int kUnknownEnd = 127;
 constexpr int kSignalBase = 128;
 constexpr std::size_t kOutputLimit = 16 << 20;
 /// How long the output may stay open after the child's end: something that it left running in the
 /// background may hold it, and even go on writing.
-constexpr milliseconds kDrainTime{1000};
+constexpr milliseconds kDrainTime = 1s;
 /// What a child is given to end itself before it is killed.
-constexpr milliseconds kEndTime{2000};
+constexpr milliseconds kEndTime = 2s;
 /// How often the child is looked at where the system does not tell of its end.
-constexpr milliseconds kLookTime{10};
+constexpr milliseconds kLookTime = 10ms;
 
 /// Collects output up to the limit and counts the rest.
 class Output {
@@ -81,9 +82,10 @@ class Follower {
 
  private:
   void WaitForEvent() {
-    std::array events{pollfd{open_ ? child_.output.get() : -1, POLLIN, 0},
-                      pollfd{ended_ ? -1 : child_.watch.get(), POLLIN, 0},
-                      pollfd{asked_ ? -1 : EndAskedDescriptor(), POLLIN, 0}};
+    constexpr int kNothing = -1;  // to poll
+    std::array events{pollfd{open_ ? child_.output.get() : kNothing, POLLIN, {}},
+                      pollfd{ended_ ? kNothing : child_.watch.get(), POLLIN, {}},
+                      pollfd{asked_ ? kNothing : EndAskedDescriptor(), POLLIN, {}}};
     if (poll(events.data(), events.size(), Remaining()) < 0) return;
     if (events[0].revents != 0) open_ = output_.ReadFrom(child_.output);
     if (events[2].revents != 0) AskToEnd();

@@ -10,11 +10,13 @@
 namespace trel_seam {
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::size_t kOutputLimit = 256 << 20;
 /// The largest piece that libssh sends as one packet.
 constexpr std::size_t kPiece = 32758;
 /// How long the end of the output may trail the exit status before we ask.
-constexpr std::chrono::milliseconds kGrace(500);
+constexpr std::chrono::milliseconds kGrace = 500ms;
 
 /// Lets a session be pumped. The channel's own waiting calls see neither a window that opens nor
 /// anything behind the end of the output.
