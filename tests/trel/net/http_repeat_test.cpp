@@ -218,18 +218,16 @@ TEST(HttpRepeat, FollowsNoRedirectOfASubmission) {
 
 TEST(HttpRepeat, CountsTheTimeLimitOverAllRedirects) {
   RawServer server({[](Wire& wire) {
-    wire.ReadRequest();
-    wire.StayOpen(std::chrono::milliseconds(700));
-    wire.Send(Redirect("/slow"));
-    wire.ReadRequest();
-    wire.WaitForClose();
+    for (const auto& answer : {Redirect("/slow"), Reply("late")}) {
+      wire.ReadRequest();
+      wire.StayOpen(std::chrono::milliseconds(700));
+      wire.Send(answer);
+    }
   }});
   HttpPost post;
   post.url = server.url();
   post.timeout = 1;
-  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(FailureOf([&] { Client().Post(post); }), server.place() + ": no answer within 1 s");
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1600));
 }
 
 }  // namespace
