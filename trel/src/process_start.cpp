@@ -140,6 +140,7 @@ Pipe MakePipe() {
 /// Pointers into texts that outlive it, in the form that exec takes.
 std::vector<char*> PointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (auto& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;
