@@ -50,6 +50,13 @@ TEST(ExecuteOnAnOldKernel, FollowsAChildToItsEnd) {
   }));
 }
 
+TEST(ExecuteOnAnOldKernel, HearsAChildThatIsLongSilent) {
+  EXPECT_TRUE(support::HoldsWhenForked([] {
+    LosePidfd(ENOSYS);
+    EXPECT_EQ(Execute("sleep 1.5; echo late", kAll).Str(), "late\n");
+  }));
+}
+
 TEST(ExecuteOnAnOldKernel, DoesNotWaitForWhatHoldsTheOutputInTheBackground) {
   EXPECT_TRUE(support::HoldsWhenForked([] {
     LosePidfd(ENOSYS);
