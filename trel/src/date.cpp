@@ -12,7 +12,7 @@ namespace {
 
 /// The present moment, moved on where it would repeat.
 std::int64_t UniqueNow() {
-  static std::atomic<std::int64_t> last;
+  static std::atomic<std::int64_t> last{0};
   const std::int64_t now = trel_seam::Current().host->Now();
   std::int64_t before = last.load();
   for (;;) {

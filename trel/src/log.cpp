@@ -99,8 +99,7 @@ void Format(const char* format, va_list arguments, const Take& take) {
   if (length < brief.size()) {
     take(std::string_view(brief.data(), length));
   } else {
-    std::string text;
-    text.resize(length);
+    std::string text(length, '\0');
     std::vsnprintf(text.data(), length + 1, format, again);
     take(std::string_view(text));
   }

@@ -83,9 +83,9 @@ class Follower {
  private:
   void WaitForEvent() {
     constexpr int kNothing = -1;  // to poll
-    std::array events{pollfd{open_ ? child_.output.get() : kNothing, POLLIN, {}},
-                      pollfd{ended_ ? kNothing : child_.watch.get(), POLLIN, {}},
-                      pollfd{asked_ ? kNothing : EndAskedDescriptor(), POLLIN, {}}};
+    std::array events{pollfd{open_ ? child_.output.get() : kNothing, POLLIN, 0},
+                      pollfd{ended_ ? kNothing : child_.watch.get(), POLLIN, 0},
+                      pollfd{asked_ ? kNothing : EndAskedDescriptor(), POLLIN, 0}};
     if (poll(events.data(), events.size(), Remaining()) < 0) return;
     if (events[0].revents != 0) open_ = output_.ReadFrom(child_.output);
     if (events[2].revents != 0) AskToEnd();

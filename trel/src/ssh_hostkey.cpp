@@ -29,7 +29,7 @@ SshKey HostKey(const SshSession& session) {
 /// The key's type and fingerprint, as ssh-keygen -l shows it.
 std::string Describe(const SshKey& key) {
   unsigned char* hash = nullptr;
-  std::size_t size{};
+  std::size_t size = 0;
   ssh_get_publickey_hash(key.get(), SSH_PUBLICKEY_HASH_SHA256, &hash, &size);
   const Text print(ssh_get_fingerprint_hash(SSH_PUBLICKEY_HASH_SHA256, hash, size),
                    ssh_string_free_char);

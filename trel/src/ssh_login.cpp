@@ -32,7 +32,7 @@ std::string OfferedMethods(const SshSession& session) {
 }
 
 int TryKeyboardInteractive(ssh_session session, const std::string& password) {
-  int result{};
+  int result = 0;
   while ((result = ssh_userauth_kbdint(session, nullptr, nullptr)) == SSH_AUTH_INFO) {
     const int prompts = ssh_userauth_kbdint_getnprompts(session);
     for (int i = 0; i < prompts; ++i)

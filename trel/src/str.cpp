@@ -136,9 +136,8 @@ std::string hex::Encode(const std::string& bytes) {
 }
 
 std::string base64::Decode(const std::string& text) {
-  std::string bytes;
-  bytes.resize(text.size());  // more than it takes
-  std::size_t size{};
+  std::string bytes(text.size(), '\0');  // more than it takes
+  std::size_t size = 0;
   // The library passes over zero bytes as if they were among the blanks, and takes bytes beyond
   // ASCII for digits.
   const bool ascii = std::ranges::all_of(text, [](char c) { return c > '\0'; });

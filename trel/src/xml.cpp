@@ -29,7 +29,7 @@ constexpr unsigned kParse =
 bool MayRefer(std::string_view digits) {
   const bool hexadecimal = digits.substr(0, 1) == "x";
   if (hexadecimal) digits.remove_prefix(1);
-  unsigned code{};
+  unsigned code = 0;
   const auto* const last = digits.data() + digits.size();
   const auto [end, error] = std::from_chars(digits.data(), last, code, hexadecimal ? 16 : 10);
   if (error == std::errc::invalid_argument || end != last) return true;
