@@ -41,6 +41,20 @@ struct Place {
   }
 };
 
+/// Remembers where the input of its commands is.
+class WatchingConnection : public trel_seam::SshConnection {
+ public:
+  explicit WatchingConnection(std::vector<Place>& places) : places_(places) {}
+  void Start(const std::string&) override {}
+  trel_seam::SshOutcome Finish(const std::string& input, bool) override {
+    places_.emplace_back(input);
+    return {};
+  }
+
+ private:
+  std::vector<Place>& places_;
+};
+
 /// Remembers where the secrets of a login are, and takes it.
 class WatchingSsh : public trel_seam::Ssh {
  public:
@@ -48,7 +62,7 @@ class WatchingSsh : public trel_seam::Ssh {
     for (const auto* text : {&target.password, &target.key, &target.passphrase}) {
       if (!text->empty()) places.emplace_back(*text);
     }
-    return nullptr;
+    return std::make_unique<WatchingConnection>(places);
   }
   std::vector<Place> places;
 };
@@ -86,6 +100,13 @@ TEST_F(Secrets, OfALoginAreWipedAfterIt) {
   ExpectWiped(ssh_->places, 1);
   const trel_rpc::SSHkey by_key("src", "root", kSecret, kSecret, 22);
   ExpectWiped(ssh_->places, 3);
+}
+
+TEST_F(Secrets, OfACommandsInputAreWipedAfterIt) {
+  trel_rpc::SSHpass source("src", "root", "", 22);
+  source.Execute("cat").In() << kSecret;
+  source.CloseIn();
+  ExpectWiped(ssh_->places, 1);
 }
 
 // One query in each test: the texts of a second one could be put into the place of the first.
