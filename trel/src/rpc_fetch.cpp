@@ -21,8 +21,8 @@ namespace {
 
 /// The longest file that may turn out to be an error document, and as much of any as usually tells
 /// that it is none.
-constexpr off_t kDocumentLimit = 1 << 20;
-constexpr off_t kBeginning = 512;
+constexpr std::size_t kDocumentLimit = 1 << 20;
+constexpr std::size_t kBeginning = 512;
 
 [[noreturn]] void Fail(const std::string& why) {
   throw trel_err::Error("remote", "fetch", why, why);
@@ -65,6 +65,9 @@ class PartFile {
   PartFile& operator=(const PartFile&) = delete;
 
   void Append(std::string_view piece) {
+    size_ += piece.size();
+    if (beginning_.size() < kBeginning)
+      beginning_ += piece.substr(0, kBeginning - beginning_.size());
     while (!piece.empty()) {
       const auto size = write(file_.get(), piece.data(), piece.size());
       if (size < 0 && errno != EINTR) Fail(path_, errno);
@@ -74,9 +77,11 @@ class PartFile {
 
   /// The contents as far as they may be a document; empty for any other file.
   std::string Document() const {
-    const off_t size = lseek(file_.get(), 0, SEEK_END);
-    if (size > kDocumentLimit || !MayBeXml(Beginning(std::min(size, kBeginning)))) return "";
-    return Beginning(size);
+    if (size_ > kDocumentLimit || !MayBeXml(beginning_)) return "";
+    std::string text(size_, '\0');
+    if (pread(file_.get(), text.data(), size_, 0) != static_cast<ssize_t>(size_))
+      Fail(path_, errno);
+    return text;
   }
 
   /// Takes the place and the mode of the file that it was made for.
@@ -95,17 +100,12 @@ class PartFile {
   }
 
  private:
-  std::string Beginning(off_t size) const {
-    std::string text;
-    text.resize(static_cast<std::size_t>(size));
-    if (pread(file_.get(), text.data(), text.size(), 0) != size) Fail(path_, errno);
-    return text;
-  }
-
   std::string path_;
   trel_file::SafePlace place_;
   std::string part_;
   Descriptor file_;
+  std::size_t size_ = 0;
+  std::string beginning_;
 };
 
 /// Throws the error that the document holds; anything else passes.
