@@ -3,17 +3,16 @@
 #include <cstdio>
 #include <exception>
 
-#include "trel/str.h"
 #include "trel/trel_rpc.h"
 
-/// fetch_file URL PATH TIMES: fetches the file so many times as the job does, and prints the peak
+/// fetch_file URL PATH...: fetches the file as the job does, anew to each path, and prints the peak
 /// of the process's resident memory in kB.
 int main(int argc, char** argv) try {
-  if (argc != 4) {
-    std::fputs("usage: fetch_file URL PATH TIMES\n", stderr);
+  if (argc < 3) {
+    std::fputs("usage: fetch_file URL PATH...\n", stderr);
     return 2;
   }
-  for (int times = str::Int(argv[3]); times > 0; --times) trel_rpc::FetchFile(argv[1], argv[2], 0);
+  for (int at = 2; at < argc; ++at) trel_rpc::FetchFile(argv[1], argv[at], 0);
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
   std::printf("%ld\n", usage.ru_maxrss);
