@@ -37,6 +37,12 @@ TEST(SshConnect, TakesAnIpv6AddressWithAndWithoutBrackets) {
             0U);
 }
 
+TEST(SshConnect, TakesItsLeaveOfTheHost) {
+  Sshd sshd;
+  sshd.Connect();
+  EXPECT_NE(sshd.Log().find("Received disconnect from 127.0.0.1"), std::string::npos);
+}
+
 /// The failure to connect to `host` at `port`.
 CaughtSsh Refusal(const std::string& host, int port) {
   const Scratch scratch;

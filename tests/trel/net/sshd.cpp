@@ -67,10 +67,18 @@ void Sshd::Serve() {
 
 void Sshd::Kill() {
   const std::lock_guard lock(mutex_);
-  for (const pid_t session : sessions_) {
-    kill(session, SIGKILL);
-    waitpid(session, nullptr, 0);
-  }
+  for (const pid_t session : sessions_) kill(session, SIGKILL);
+  WaitForSessions();
+}
+
+std::string Sshd::Log() {
+  const std::lock_guard lock(mutex_);
+  WaitForSessions();
+  return ReadFile(scratch_.Path("log"));
+}
+
+void Sshd::WaitForSessions() {
+  for (const pid_t session : sessions_) waitpid(session, nullptr, 0);
   sessions_.clear();
 }
 

@@ -35,6 +35,8 @@ class Sshd {
   void NewHostKey(const std::string& type = "ed25519");
   /// Ends every process that serves a connection.
   void Kill();
+  /// What the processes have logged, once each has ended by itself.
+  std::string Log();
 
   /// A configuration with a file of known hosts of its own, not yet there.
   trel_seam::Conf conf() const;
@@ -45,6 +47,7 @@ class Sshd {
 
  private:
   void Serve();
+  void WaitForSessions();  // with the lock held
 
   Scratch scratch_;
   Listener listener_;
