@@ -149,6 +149,12 @@ TEST_F(SshHostKey, IsAddedToAFileAsItIs) {
   Connect();
 }
 
+TEST_F(SshHostKey, IsALineOfItsOwnBehindAnUnfinishedOne) {
+  SetKnown("#");
+  Connect();
+  EXPECT_EQ(Known().find("#\n" + Name() + " "), 0U) << Known();
+}
+
 TEST_F(SshHostKey, IsRefusedWhenItChanged) {
   Connect();
   SetKnown("# mine\n\n" + Known());
@@ -210,6 +216,17 @@ TEST_F(SshHostKey, NamesAFileThatCannotBeMade) {
   EXPECT_EQ(failure.step, SshStep::kHostKey);
   EXPECT_EQ(failure.text, sshd_.place() + ": the host key cannot be remembered in " +
                               conf_.known_hosts + ": not a directory");
+}
+
+TEST_F(SshHostKey, NamesAPlaceWhereNothingCanBeMade) {
+  for (const auto* path : {"/sys/known_hosts", "/sys/ssh/known_hosts"}) {
+    conf_.known_hosts = path;
+    const auto text = Refusal().text;
+    const auto beginning = sshd_.place() + ": the host key cannot be remembered in " + path + ": ";
+    EXPECT_EQ(text.substr(0, beginning.size()), beginning);
+    // Which of its several reasons the system gives is its own affair.
+    EXPECT_EQ(text.find("no such file"), std::string::npos) << text;
+  }
 }
 
 TEST_F(SshHostKey, NamesAFileThatCannotBeWritten) {
