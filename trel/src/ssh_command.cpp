@@ -90,7 +90,7 @@ void SshCommand::End(int status) {
 
 SshOutcome SshCommand::Finish(std::string_view input) {
   const Pump pump(session_.get());
-  for (bool moved = true; !Complete();) {
+  for (bool moved = true; moved || !Ended();) {
     if (!moved && LeftOpen()) break;
     if (!moved && !pump.Wait()) throw session_.Lost();
     // Reading and writing take turns: a peer that does only one of them stops when both windows
@@ -131,10 +131,8 @@ bool SshCommand::Feed(std::string_view& input) {
   return written > 0;
 }
 
-bool SshCommand::Complete() const {
-  const bool ended = Closed() || (status_ && ssh_channel_is_eof(channel_.get()) != 0);
-  return ended && ssh_channel_poll(channel_.get(), kOutput) <= 0 &&
-         ssh_channel_poll(channel_.get(), kErrors) <= 0;
+bool SshCommand::Ended() const {
+  return Closed() || (status_ && ssh_channel_is_eof(channel_.get()) != 0);
 }
 
 /// True when the command has ended and its output was left open, by a child in the background. One

@@ -35,7 +35,7 @@ class SshCommand {
   bool Drain(Stream stream);
   bool Feed(std::string_view& input);
   bool Closed() const { return ssh_channel_is_closed(channel_.get()) != 0; }
-  bool Complete() const;
+  bool Ended() const;
   bool LeftOpen();
 
   const SshSession& session_;
