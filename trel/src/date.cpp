@@ -1,5 +1,7 @@
 #include "trel/trel_date.h"
 
+#include <spdlog/fmt/chrono.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -30,11 +32,7 @@ std::string AccurateDateTime::AsDateTime() const {
   const std::time_t time = whole.count();
   std::tm local{};
   localtime_r(&time, &local);
-  char text[64];
-  const auto size = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S.", &local);
-  // One second more, and the fraction keeps its leading zeros.
-  const std::string fraction = std::to_string((moment - whole + seconds(1)).count());
-  return std::string(text, size) + fraction.substr(1);
+  return fmt::format("{:%Y-%m-%d %H:%M:%S}.{:06}", local, (moment - whole).count());
 }
 
 DateTime::DateTime() : AccurateDateTime(UniqueNow()) {}
