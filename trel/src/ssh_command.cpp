@@ -123,7 +123,6 @@ bool SshCommand::Feed(std::string_view& input) {
   }
   const auto size =
       std::min<std::size_t>({input.size(), ssh_channel_window_size(channel_.get()), kPiece});
-  if (size == 0) return false;
   const int written =
       ssh_channel_write(channel_.get(), input.data(), static_cast<std::uint32_t>(size));
   if (written < 0 && !Closed()) throw session_.Lost();

@@ -32,13 +32,13 @@ std::string OfferedMethods(const SshSession& session) {
 }
 
 int TryKeyboardInteractive(ssh_session session, const std::string& password) {
-  int result = 0;
-  while ((result = ssh_userauth_kbdint(session, nullptr, nullptr)) == SSH_AUTH_INFO) {
+  for (;;) {
+    const int result = ssh_userauth_kbdint(session, nullptr, nullptr);
+    if (result != SSH_AUTH_INFO) return result;
     const int prompts = ssh_userauth_kbdint_getnprompts(session);
     for (int i = 0; i < prompts; ++i)
       ssh_userauth_kbdint_setanswer(session, static_cast<unsigned>(i), password.c_str());
   }
-  return result;
 }
 
 int TryPassword(ssh_session session, const std::string& password) {

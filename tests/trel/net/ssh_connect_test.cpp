@@ -79,6 +79,7 @@ TEST(SshConnect, NamesAHostThatHasNoAddress) {
 TEST(SshConnect, RefusesWhatIsNoHostName) {
   EXPECT_EQ(Refusal("bad;name", 22).step, SshStep::kConnect);
   EXPECT_EQ(Refusal("127.0.0.1", 0).step, SshStep::kConnect);
+  EXPECT_EQ(Refusal("[;]", 22).text.substr(0, 6), ";:22: ");
 }
 
 TEST(SshConnect, NamesAPeerThatIsNoSshServer) {
