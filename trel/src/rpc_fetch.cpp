@@ -129,14 +129,13 @@ void RefuseErrorDocument(std::string text, const std::string& place) {
 void FetchFile(const std::string& url, const std::string& path, int timeout) {
   const auto place = trel_seam::PlaceOf(url);
   PartFile part(path);
-  int status = 0;
   try {
-    status = trel_seam::Current().http->Get(
+    const int status = trel_seam::Current().http->Get(
         url, timeout, [&part](std::string_view piece) { part.Append(piece); });
+    if (status != 200) Fail(place + ": answered with status " + std::to_string(status));
   } catch (const trel_seam::HttpFailure& failure) {
     Fail(failure.what());
   }
-  if (status != 200) Fail(place + ": answered with status " + std::to_string(status));
   RefuseErrorDocument(part.Document(), place);
   part.Replace();
 }
