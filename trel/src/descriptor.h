@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <string_view>
 #include <utility>
 
 /// Owns a file descriptor.
@@ -24,3 +26,13 @@ class Descriptor {
  private:
   int fd_;
 };
+
+/// Writes the whole text. False, with errno set, when the system takes no more of it.
+inline bool WriteAll(const Descriptor& file, std::string_view text) {
+  while (!text.empty()) {
+    const auto size = TEMP_FAILURE_RETRY(write(file.get(), text.data(), text.size()));
+    if (size < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(size));
+  }
+  return true;
+}

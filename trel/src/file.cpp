@@ -42,14 +42,6 @@ Descriptor OpenToRead(const std::string& path) {
   return file;
 }
 
-void WriteAll(const Descriptor& file, const std::string& path, std::string_view text) {
-  while (!text.empty()) {
-    const auto size = TEMP_FAILURE_RETRY(write(file.get(), text.data(), text.size()));
-    if (size < 0) Fail("write", path, errno);
-    text.remove_prefix(static_cast<std::size_t>(size));
-  }
-}
-
 /// Opens `path`, relative to `dir`, as a mere handle on what it names: a name can change hands
 /// between a check and a change, an open file cannot. Links are not followed.
 Descriptor OpenHandle(int dir, const std::string& path) {
@@ -118,7 +110,7 @@ std::string Read(const std::string& path) {
 
 void Write(const std::string& path, const std::string& text) {
   const auto file = Open("write", path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW);
-  WriteAll(file, path, text);
+  if (!WriteAll(file, text)) Fail("write", path, errno);
 }
 
 std::string ConcatPath(const std::string& dir, const std::string& name) {

@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <string_view>
 
@@ -68,11 +67,7 @@ class PartFile {
     size_ += piece.size();
     if (beginning_.size() < kBeginning)
       beginning_ += piece.substr(0, kBeginning - beginning_.size());
-    while (!piece.empty()) {
-      const auto size = write(file_.get(), piece.data(), piece.size());
-      if (size < 0 && errno != EINTR) Fail(path_, errno);
-      piece.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    }
+    if (!WriteAll(file_, piece)) Fail(path_, errno);
   }
 
   /// The contents as far as they may be a document; empty for any other file.
