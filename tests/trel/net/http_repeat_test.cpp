@@ -4,6 +4,7 @@
 
 #include "client.h"
 #include "raw_server.h"
+#include "web_server.h"
 
 namespace net_test {
 namespace {
@@ -228,6 +229,24 @@ TEST(HttpRepeat, CountsTheTimeLimitOverAllRedirects) {
   post.url = server.url();
   post.timeout = 1;
   EXPECT_EQ(FailureOf([&] { Client().Post(post); }), server.place() + ": no answer within 1 s");
+}
+
+TEST(HttpRepeat, IsLeftToNoLaterVersionOfHttp) {
+  WebServer server(TestCertificate());
+  std::string offered;
+  SSL_CTX_set_alpn_select_cb(
+      dynamic_cast<httplib::SSLServer&>(server.routes()).ssl_context(),
+      [](SSL*, const unsigned char**, unsigned char*, const unsigned char* names, unsigned size,
+         void* kept) {
+        *static_cast<std::string*>(kept) = {reinterpret_cast<const char*>(names), size};
+        return SSL_TLSEXT_ERR_NOACK;
+      },
+      &offered);
+  server.Start();
+  trel_seam::Conf conf;
+  conf.ca_file = TestCertificate().file;
+  Client(conf).Post(server.url());
+  EXPECT_EQ(offered, "\x08http/1.1");
 }
 
 }  // namespace
