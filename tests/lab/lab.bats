@@ -487,18 +487,21 @@ parents() {
 }
 
 @test "a down that waited for another leaves the next lab of that name alone" {
-  local state lock
+  local state down
   lab_name
   state=$(state_of "$LAB_NAME")
   mkdir "$state"
-  exec {lock}<"$state"
-  flock "$lock"
-  lab_down 3>&- {lock}<&- &
+  # Held by a process that lives: /proc/locks tells of no others inside a container.
+  flock --no-fork "$state" sleep infinity 3>&- &
+  helper=$!
+  await grep -q "FLOCK .* $helper .*:$(stat -c %i "$state") " /proc/locks
+  lab_down 3>&- &
+  down=$!
   await grep -q -e "-> FLOCK .*:$(stat -c %i "$state") " /proc/locks
   rmdir "$state"
   "$LAB" up --owner $$ >/dev/null
-  exec {lock}<&-
-  wait $!
+  kill "$helper"
+  wait "$down"
   "$LAB" status
 }
 
