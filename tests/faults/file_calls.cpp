@@ -99,10 +99,6 @@ WATCHED ssize_t read(int file, void* data, size_t size) {
   return Allows("read", PathOf(file)) ? syscall(SYS_read, file, data, size) : -1;
 }
 
-WATCHED ssize_t pread(int file, void* data, size_t size, off_t offset) {
-  return Allows("read", PathOf(file)) ? syscall(SYS_pread64, file, data, size, offset) : -1;
-}
-
 WATCHED ssize_t write(int file, const void* data, size_t size) {
   return Allows("write", PathOf(file)) ? syscall(SYS_write, file, data, size) : -1;
 }

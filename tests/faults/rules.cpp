@@ -85,7 +85,6 @@ const std::vector<Rule>& Rules() {
     {kFile, "protect dump", S::kDatabases, E::kDatabases, E::kDatabases, "", "", "protects it"},
     {kFile, "create part", S::kDatabases, E::kDatabase, E::kDatabase, "db_dump", "", "makes the file that a dump is fetched into"},
     {kFile, "write part", S::kDatabases, E::kDatabase, E::kDatabase, "db_dump", "", "writes it"},
-    {kFile, "read part", S::kDatabases, E::kDatabase, E::kDatabase, "db_dump", "", "looks whether it is an error document"},
     {kFile, "protect part", S::kDatabases, E::kDatabase, E::kDatabase, "db_dump", "", "protects it"},
     {kFile, "rename part", S::kDatabases, E::kDatabase, E::kDatabase, "db_dump", "", "puts it in its place"},
     {kFile, "remove dump", S::kDatabases, E::kNothing, E::kNothing, "", "the dump", "removes a dump"},

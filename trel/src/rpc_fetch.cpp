@@ -18,10 +18,8 @@
 namespace trel_rpc {
 namespace {
 
-/// The longest file that may turn out to be an error document, and as much of any as usually tells
-/// that it is none.
+/// The longest file that may turn out to be an error document.
 constexpr std::size_t kDocumentLimit = 1 << 20;
-constexpr std::size_t kBeginning = 512;
 
 [[noreturn]] void Fail(const std::string& why) {
   throw trel_err::Error("remote", "fetch", why, why);
@@ -31,11 +29,11 @@ constexpr std::size_t kBeginning = 512;
   Fail(path + ": " + trel_seam::ReasonOf(error));
 }
 
-/// False when the text begins otherwise than XML does.
+/// False when the text begins otherwise than XML does. There may be more of it.
 bool MayBeXml(std::string_view text) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark)
-    text.remove_prefix(kByteOrderMark.size());
+  if (kByteOrderMark.starts_with(text)) return true;
+  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   const auto begin = text.find_first_not_of(" \t\r\n");
   return begin == std::string_view::npos || text[begin] == '<';
 }
@@ -52,7 +50,7 @@ class PartFile {
     if (!place_.dir) Fail(path_, errno);
     // Makes a file that was not there, for its owner alone.
     file_ = Descriptor(openat(place_.dir.get(), part_.c_str(),
-                              O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file_) Fail(path_, errno);
   }
 
@@ -64,20 +62,12 @@ class PartFile {
   PartFile& operator=(const PartFile&) = delete;
 
   void Append(std::string_view piece) {
-    size_ += piece.size();
-    if (beginning_.size() < kBeginning)
-      beginning_ += piece.substr(0, kBeginning - beginning_.size());
+    if (MayBeDocument()) text_ += piece;
     if (!WriteAll(file_, piece)) Fail(path_, errno);
   }
 
   /// The contents as far as they may be a document; empty for any other file.
-  std::string Document() const {
-    if (size_ > kDocumentLimit || !MayBeXml(beginning_)) return "";
-    std::string text(size_, '\0');
-    if (pread(file_.get(), text.data(), size_, 0) != static_cast<ssize_t>(size_))
-      Fail(path_, errno);
-    return text;
-  }
+  std::string Document() const { return MayBeDocument() ? text_ : ""; }
 
   /// Takes the place and the mode of the file that it was made for.
   void Replace() {
@@ -95,12 +85,13 @@ class PartFile {
   }
 
  private:
+  bool MayBeDocument() const { return text_.size() <= kDocumentLimit && MayBeXml(text_); }
+
   std::string path_;
   trel_file::SafePlace place_;
   std::string part_;
   Descriptor file_;
-  std::size_t size_ = 0;
-  std::string beginning_;
+  std::string text_;  // kept while it may be a document
 };
 
 /// Throws the error that the document holds; anything else passes.

@@ -124,6 +124,13 @@ TEST_F(Fetch, RefusesAnErrorDocumentInPlaceOfTheFile) {
             "remote: fetch: SERVER: an error without a message");
 }
 
+TEST_F(Fetch, RefusesAnErrorDocumentThatComesByteByByte) {
+  std::string reply = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
+  for (const char c : std::string("\xEF\xBB\xBF \n<doc><error><msg>no</msg></error></doc>"))
+    reply += std::string("1\r\n") + c + "\r\n";
+  EXPECT_EQ(Refusal(reply + "0\r\n\r\n").name, "remote: fetch: SERVER: no");
+}
+
 TEST_F(Fetch, TakesOtherDocumentsForFiles) {
   const std::string error = "<doc><error><msg>no</msg></error>";
   const std::vector<std::string> bodies{
