@@ -141,4 +141,14 @@ TEST(EndSignals, StayIgnoredWhereTheyWere) {
   }));
 }
 
+TEST(EndSignals, LetACallOfTheSystemGoOn) {
+  EXPECT_TRUE(HoldsWhenForked([] {
+    std::signal(SIGTERM, SIG_DFL);
+    CatchEndSignals();
+    struct sigaction caught {};
+    sigaction(SIGTERM, nullptr, &caught);
+    EXPECT_NE(caught.sa_flags & SA_RESTART, 0);
+  }));
+}
+
 }  // namespace
