@@ -233,7 +233,7 @@ TEST(Execute, DoesNotWaitForWhatWritesInTheBackground) {
 }
 
 TEST(Execute, KeepsWhatIsWrittenJustAfterTheEnd) {
-  // Written by a process in the background once the shell has ended: it is a zombie until then.
+  // Written in the background once the shell is a zombie: it has ended, and was not waited for.
   EXPECT_EQ(OutputOf("(while read -r pid name state rest </proc/$$/stat && [ $state != Z ]; do :;"
                      " done; echo late) & exit 0"),
             "late\n");
