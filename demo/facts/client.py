@@ -21,6 +21,8 @@ class ClientError(Exception):
 def run(command, statements, secret, environment=()):
     """Feeds statements to a client. The client finds `secret` in a file, which is in memory and for
     the owner alone; {} in `command` and in the values of `environment` stands for its path."""
+    if not statements:
+        return ''
     file = os.memfd_create('secret', 0)
     try:
         os.fchmod(file, 0o600)
@@ -36,9 +38,9 @@ def run(command, statements, secret, environment=()):
     return done.stdout.decode(errors='backslashreplace')
 
 
-def rows(text):
-    """What a client printed, as a list for each line."""
-    return [line.split('\t') for line in text.splitlines()]
+def rows(text, columns=0):
+    """What a client printed, as a list for each line; the last of the columns has the rest."""
+    return [line.split('\t', columns - 1) for line in text.split('\n')[:-1]]
 
 
 def digest(text):

@@ -43,20 +43,13 @@ def databases(account):
 def facts(database):
     yield 'characters', query("SELECT default_character_set_name, default_collation_name "
                               "FROM schemata WHERE schema_name = '%s'" % database)
-    yield from tables(database)
-    for name in relations(database, 'SEQUENCE'):
-        value = query('SELECT * FROM ' + quoted(name), database).split()[0]
-        yield 'sequence ' + name, 'value ' + value
-    for name in relations(database, 'VIEW'):
-        contents = sorted(query('SELECT * FROM ' + quoted(name), database).splitlines())
-        yield 'view ' + name, '%d rows, contents %s' % (len(contents), digest('\n'.join(contents)))
+    relations = rows(query("SELECT table_type, table_name FROM tables WHERE table_schema = '%s' "
+                           'ORDER BY binary table_name' % database))
+    yield from tables(database, [name for kind, name in relations if kind == 'BASE TABLE'])
+    yield from sequences(database, [name for kind, name in relations if kind == 'SEQUENCE'])
+    yield from views(database, [name for kind, name in relations if kind == 'VIEW'])
     for part, *properties in rows(query(PARTS.replace('DATABASE', "'%s'" % database))):
         yield part, ' '.join(properties)
-
-
-def relations(database, kind):
-    return query("SELECT table_name FROM tables WHERE table_schema = '%s' AND table_type = '%s' "
-                 'ORDER BY binary table_name' % (database, kind)).splitlines()
 
 
 def quoted(name):
@@ -68,9 +61,8 @@ def for_each(statement, names):
     return ''.join(statement % quoted(name) for name in names)
 
 
-def tables(database):
+def tables(database, names):
     """Contents, structure and the next number of each table."""
-    names = relations(database, 'BASE TABLE')
     counts = query(for_each('SELECT count(*) FROM %s;', names), database).split()
     checksums = rows(query(for_each('CHECKSUM TABLE %s;', names), database))
     structures = rows(query(for_each('SHOW CREATE TABLE %s;', names), database))
@@ -82,13 +74,32 @@ def tables(database):
             ', next id ' + next_id[1] if next_id else '')
 
 
-def rights(user, database):
-    """What the user may do in the database from each host."""
+def sequences(database, names):
+    """The next value of each sequence."""
+    for name, (value, *_) in zip(names, rows(query(for_each('SELECT * FROM %s;', names), database)),
+                                 strict=True):
+        yield 'sequence ' + name, 'value ' + value
+
+
+def views(database, names):
+    """What each view shows, whatever the order."""
+    contents = {name: [] for name in names}
+    for number, line in rows(query(''.join(
+            'SELECT %d, view.* FROM %s AS view;' % (number, quoted(name))
+            for number, name in enumerate(names)), database), 2):
+        contents[names[int(number)]].append(line)
+    for name, lines in contents.items():
+        yield 'view ' + name, '%d rows, contents %s' % (len(lines), digest('\n'.join(sorted(lines))))
+
+
+def rights(users, database):
+    """What the users may do in the database, each from each host."""
     pattern = database.replace('_', '\\\\_')
     for grantee, privileges, grantable in rows(query(
             "SELECT grantee, group_concat(privilege_type), max(is_grantable) "
-            "FROM schema_privileges WHERE table_schema IN ('%s', '%s') AND grantee LIKE '\\'%s\\'@%%' "
-            'GROUP BY grantee ORDER BY grantee' % (pattern, database, user))):
+            "FROM schema_privileges WHERE table_schema IN ('%s', '%s') "
+            "AND substring_index(grantee, '@', 1) IN (%s) GROUP BY grantee ORDER BY grantee"
+            % (pattern, database, ', '.join("'\\'%s\\''" % user for user in users)))):
         held = [name for name in PRIVILEGES if name in privileges.split(',')]
         yield grantee, ', '.join(held + ['GRANT OPTION'] * (grantable == 'YES'))
 

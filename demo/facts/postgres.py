@@ -57,14 +57,14 @@ SELECT 'extension ' || extname, extversion FROM pg_extension ORDER BY 1;
 
 # What a role may do, by itself or as a member of another; "own" is to change and drop.
 RIGHTS = """
-SELECT o.name, string_agg(p.name, ', ' ORDER BY p.place) ||
+SELECT r.rolname, o.name, string_agg(p.name, ', ' ORDER BY p.place) ||
        CASE WHEN pg_has_role(r.oid, o.owner, 'USAGE') THEN ', own' ELSE '' END
   FROM objects o, pg_roles r, unnest(ARRAY['SELECT', 'INSERT', 'UPDATE', 'DELETE', 'REFERENCES',
          'SELECT WITH GRANT OPTION']) WITH ORDINALITY AS p (name, place)
-  WHERE o.kind IN ('r', 'p', 'v', 'm') AND r.rolname = 'ROLE'
+  WHERE o.kind IN ('r', 'p', 'v', 'm') AND r.rolname IN (ROLES)
     AND has_schema_privilege(r.oid, o.namespace, 'USAGE')
     AND has_table_privilege(r.oid, o.oid, p.name)
-  GROUP BY r.oid, o.name, o.owner ORDER BY o.name COLLATE "C";
+  GROUP BY r.rolname, r.oid, o.name, o.owner ORDER BY r.rolname, o.name COLLATE "C";
 """
 
 
@@ -93,9 +93,10 @@ def facts(database):
         yield part, ' '.join(properties)
 
 
-def rights(role, database):
-    """What the role may do with each relation of the database."""
-    for name, held in rows(query(RELATIONS + RIGHTS.replace('ROLE', role), database)):
+def rights(roles, database):
+    """What each role may do with each relation of the database."""
+    named = RIGHTS.replace('ROLES', ', '.join("'%s'" % role for role in roles))
+    for role, name, held in rows(query(RELATIONS + named, database)):
         yield '%s with %s' % (role, name), held
 
 
