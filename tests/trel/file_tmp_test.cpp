@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "support/forked.h"
@@ -181,6 +182,7 @@ TEST_F(WayTest, PassesOverEmptyPartsAndPoints) {
 TEST_F(WayTest, NeverLeadsUpwards) {
   for (const std::string name : {"real/../dump", "real/..", "real/.", "real/"}) {
     const auto path = scratch_.Path(name);
+    errno = 0;
     EXPECT_EQ(ErrorOf([&] { const Tmp file(path, Tmp::kExactName); }),
               "file: create: " + path + " (" + path + ": Invalid argument)");
   }

@@ -1,6 +1,8 @@
 #include "trel/trel_rpc.h"
 
 #include <csignal>
+#include <memory>
+#include <vector>
 
 #include "framework_error.h"
 #include "odd_ssh_server.h"
@@ -59,6 +61,40 @@ TEST_F(Ssh, WaitsForACommandBeforeTheNextOne) {
   auto ssh = Connect();
   ssh.Execute("cat > " + path).In() << "text";
   EXPECT_EQ(ssh.Execute("cat " + path).Str(), "text");
+}
+
+/// Notes of each command whether the caller ended its input.
+class Recorder : public trel_seam::Ssh {
+ public:
+  std::unique_ptr<trel_seam::SshConnection> Connect(const trel_seam::SshTarget&) override {
+    return std::make_unique<Connection>(ended);
+  }
+
+  std::vector<bool> ended;
+
+ private:
+  class Connection : public trel_seam::SshConnection {
+   public:
+    explicit Connection(std::vector<bool>& ended) : ended_(ended) {}
+    void Start(const std::string&) override {}
+    trel_seam::SshOutcome Finish(const std::string&, bool closed) override {
+      ended_.push_back(closed);
+      return {};
+    }
+
+   private:
+    std::vector<bool>& ended_;
+  };
+};
+
+TEST_F(Ssh, TellsWhetherTheCallerEndedTheInput) {
+  const auto recorder = std::make_shared<Recorder>();
+  trel_seam::Current().ssh = recorder;
+  auto ssh = Connect();
+  ssh.Execute("passed over").In() << "text";
+  ssh.Execute("ended").CloseIn();
+  ssh.Execute("waited for").Str();
+  EXPECT_EQ(recorder->ended, (std::vector<bool>{false, true, false}));
 }
 
 TEST_F(Ssh, ReportsASignal) {
