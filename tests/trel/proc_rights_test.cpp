@@ -26,25 +26,36 @@ void Cover(const std::string& file, const std::string& text, const support::Scra
   ASSERT_EQ(mount(other.c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
 }
 
-TEST(ExecuteAsUser, TakesTheUsersGroupsAndNothingOfOurs) {
-  REQUIRE_ROOT();
+/// Where /etc/group holds `groups`, a child of bob's has those of `expected` and no right of ours.
+void ExpectGroupsOfBob(const std::string& groups, const std::string& expected) {
   const support::Scratch scratch;
   EXPECT_TRUE(HoldsWhenForked([&] {
     ASSERT_EQ(unshare(CLONE_NEWNS), 0);
     ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
     Cover("/etc/passwd", "root:x:0:0::/root:/bin/bash\nbob:x:4711:4712::/home/bob:/bin/dash\n",
           scratch);
-    std::string groups = "root:x:0:\nbob:x:4712:\nmail:x:4713:bob\n";
-    for (int i = 0; i < 40; ++i) {
-      groups += "g" + std::to_string(i) + ":x:" + std::to_string(5000 + i) + ":bob,root\n";
-    }
     Cover("/etc/group", groups, scratch);
     Execute child(Words{"grep", "-E", "^(Uid|Gid|Groups|CapPrm)", "/proc/self/status"}, kAll);
-    std::string expected = "Uid:\t4711\t4711\t4711\t4711\nGid:\t4712\t4712\t4712\t4712\nGroups:\t";
-    expected += "4712 4713 ";
-    for (int i = 0; i < 40; ++i) expected += std::to_string(5000 + i) + " ";
-    EXPECT_EQ(child.SetUser("bob").Str(), expected + "\nCapPrm:\t0000000000000000\n");
+    EXPECT_EQ(child.SetUser("bob").Str(),
+              "Uid:\t4711\t4711\t4711\t4711\nGid:\t4712\t4712\t4712\t4712\nGroups:\t" + expected +
+                  "\nCapPrm:\t0000000000000000\n");
   }));
+}
+
+TEST(ExecuteAsUser, TakesTheUsersGroupsAndNothingOfOurs) {
+  REQUIRE_ROOT();
+  std::string groups = "root:x:0:\nbob:x:4712:\nmail:x:4713:bob\n";
+  std::string expected = "4712 4713 ";
+  for (int i = 0; i < 40; ++i) {
+    groups += "g" + std::to_string(i) + ":x:" + std::to_string(5000 + i) + ":bob,root\n";
+    expected += std::to_string(5000 + i) + " ";
+  }
+  ExpectGroupsOfBob(groups, expected);
+}
+
+TEST(ExecuteAsUser, AddsNoGroupToTheOnlyOneOfAUser) {
+  REQUIRE_ROOT();
+  ExpectGroupsOfBob("root:x:0:\nbob:x:4712:\n", "4712 ");
 }
 
 TEST(ExecuteAsUser, GivesACleanEnvironment) {

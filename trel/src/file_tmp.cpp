@@ -14,10 +14,10 @@ namespace {
 /// Makes a file that was not there. False when the name is taken.
 bool Make(const std::string& path) {
   const auto place = OpenPlace(path);
-  const Descriptor file(place.dir
-                            ? openat(place.dir.get(), place.name.c_str(),
-                                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)
-                            : -1);
+  const auto file =
+      place.dir ? Descriptor(openat(place.dir.get(), place.name.c_str(),
+                                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600))
+                : Descriptor();
   if (!file && errno != EEXIST) {
     throw trel_err::Error("file", "create", path, path + ": " + std::strerror(errno));
   }

@@ -36,6 +36,10 @@ TEST_F(SshCommands, GiveAnEmptyOutputForASilentOne) {
   EXPECT_EQ(outcome.status, 0);
 }
 
+TEST_F(SshCommands, GiveASingleByte) {
+  EXPECT_EQ(Run("printf 1").output, "1");
+}
+
 TEST_F(SshCommands, TellASignalFromAStatus) {
   EXPECT_EQ(Run("kill -HUP $$").status, 128 + SIGHUP);
   EXPECT_EQ(Run("kill -KILL $$").status, 128 + SIGKILL);
