@@ -20,7 +20,8 @@ class ClientError(Exception):
 
 def run(command, statements, secret, environment=()):
     """Feeds statements to a client. The client finds `secret` in a file, which is in memory and for
-    the owner alone; {} in `command` and in the values of `environment` stands for its path."""
+    the owner alone; {} in `command` and in the values of `environment` stands for its path. Without
+    statements nothing is run."""
     if not statements:
         return ''
     file = os.memfd_create('secret', 0)
