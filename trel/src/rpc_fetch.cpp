@@ -18,8 +18,10 @@
 namespace trel_rpc {
 namespace {
 
-/// The longest file that may turn out to be an error document.
+/// The longest file that may turn out to be an error document, and how much of one is looked at
+/// with each piece that comes.
 constexpr std::size_t kDocumentLimit = 1 << 20;
+constexpr std::size_t kBeginning = 512;
 
 [[noreturn]] void Fail(const std::string& why) {
   throw trel_err::Error("remote", "fetch", why, why);
@@ -85,7 +87,10 @@ class PartFile {
   }
 
  private:
-  bool MayBeDocument() const { return text_.size() <= kDocumentLimit && MayBeXml(text_); }
+  bool MayBeDocument() const {
+    return text_.size() <= kDocumentLimit &&
+           MayBeXml(std::string_view(text_).substr(0, kBeginning));
+  }
 
   std::string path_;
   trel_file::SafePlace place_;
